@@ -1,0 +1,21 @@
+#include <OxbowPoolManager/OxbowExceptions.h>
+#include <OxbowPoolManager/OxbowRpm_Assert.h>
+
+#include <cstdio>
+
+void OxbowRpm_Assert::ReportAssertionFailure(const char* expression, const char* file, int line) {
+    std::fprintf(stderr, "OxbowASSERT failed: %s\n %s ( %d )\n", expression, file, line);
+    std::fprintf(stderr,
+                 "Put Stop in OxbowRpm_Assert::ReportAssertionFailure to find occurrence\n");
+    std::fflush(stderr);
+}
+
+void OxbowRpm_Assert::ReportValidationFailure(const char* expression, const char* file, int line) {
+    std::fprintf(stderr, "OxbowVALIDATE failed: %s\n %s ( %d )\n", expression, file, line);
+    std::fprintf(stderr,
+                 "Put Stop in OxbowRpm_Assert::ReportValidationFailure to find occurrence\n");
+    std::fflush(stderr);
+    // The exception names this place; the one that failed stands in the report.
+    OxbowExcValidationFailure failure;
+    failure.Throw(__FILE__, __LINE__);
+}

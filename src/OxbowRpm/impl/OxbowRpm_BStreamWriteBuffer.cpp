@@ -1,0 +1,43 @@
+#include <OxbowPoolManager/OxbowExceptions.h>
+#include <OxbowPoolManager/OxbowRpm_Assert.h>
+#include <OxbowPoolManager/OxbowRpm_BStreamWriteBuffer.h>
+#include <OxbowPoolManager/OxbowRpm_Pool.h>
+#include <OxbowPoolManager/OxbowRpm_PoolDirectory.h>
+
+#include <cstring>
+
+OxbowRpm_BStreamWriteBuffer::OxbowRpm_BStreamWriteBuffer(char* buffer, std::uint64_t length)
+    : mBuffer(buffer), mLength(length), mPosition(0) {}
+
+OxbowRpm_BStreamWriteBuffer::OxbowRpm_BStreamWriteBuffer(char* buffer, std::uint64_t length,
+                                                         const OxbowRpm_PoolDirectory& directory)
+    : mBuffer(buffer), mLength(length), mPosition(0), mDirectory(directory.mImpl) {}
+
+OxbowRpm_BStreamWriteBuffer::OxbowRpm_BStreamWriteBuffer(char* buffer, std::uint64_t length,
+                                                         const OxbowRpm_Pool& pool)
+    : OxbowRpm_BStreamWriteBuffer(buffer, length, pool.Directory()) {}
+
+OxbowRpm_BStreamWriteBuffer::~OxbowRpm_BStreamWriteBuffer() = default;
+
+char* OxbowRpm_BStreamWriteBuffer::PrepWrite(std::uint64_t requestedLength) {
+    OxbowASSERT(requestedLength > 0);
+    const std::uint64_t available = mLength - mPosition;
+    if (available < requestedLength) {
+        OxbowExcShortBuffer failure(static_cast<unsigned int>(requestedLength),
+                                    static_cast<unsigned int>(available));
+        failure.Throw(__FILE__, __LINE__);
+    }
+    char* const place = mBuffer + mPosition;
+    mPosition += requestedLength;
+    return place;
+}
+
+void OxbowRpm_BStreamWriteBuffer::WriteBlock(const void* source, std::uint32_t length) {
+    if (length != 0) {
+        std::memcpy(PrepWrite(length), source, length);
+    }
+}
+
+const OxbowRpm_PoolDirectoryImpl& OxbowRpm_BStreamWriteBuffer::SourceDir() const {
+    return *mDirectory.Get();
+}

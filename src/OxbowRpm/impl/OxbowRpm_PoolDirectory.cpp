@@ -1,0 +1,17 @@
+#include <OxbowPoolManager/OxbowRpm_PoolDirectory.h>
+
+#include "OxbowRpm/impl/OxbowRpm_PoolDirectoryImpl.h"
+
+OxbowRpm_PoolDirectory::OxbowRpm_PoolDirectory(
+    const OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl>& impl)
+    : mImpl(impl) {}
+
+OxbowRpm_PoolDirectory::~OxbowRpm_PoolDirectory() = default;
+
+FennelString OxbowRpm_PoolDirectory::GetGUID() const {
+    return mImpl->GetGUID();
+}
+
+void OxbowRpm_PoolDirectory::TestForceUUID(const char* uuid) {
+    OxbowRpm_PoolDirectoryImpl::TestForceUUID(uuid);
+}

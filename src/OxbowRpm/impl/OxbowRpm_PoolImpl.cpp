@@ -1,0 +1,184 @@
+#include "OxbowRpm/impl/OxbowRpm_PoolImpl.h"
+
+#include <OxbowPoolManager/OxbowExceptions.h>
+
+#include "OxbowRpm/impl/OxbowRpm_FileImpl.h"
+#include "OxbowRpm/impl/OxbowRpm_PoolDirectoryImpl.h"
+#include "OxbowRpm/impl/OxbowRpm_PoolMap.h"
+#include "OxbowRpm/impl/OxbowRpm_Sum.h"
+#include "PrivateInterfaces/OxbowRpm_WeakRef.inl"
+#include "base/mem_BufferOwner.h"
+
+template class OxbowRpm_StrongRef<OxbowRpm_PoolImpl>;
+template class OxbowRpm_WeakRef<OxbowRpm_PoolImpl>;
+
+namespace {
+
+template <class Exception>
+[[noreturn]] void Raise(int line) {
+    Exception failure;
+    failure.Throw(__FILE__, line);
+}
+
+}  // namespace
+
+OxbowRpm_PoolImpl::OxbowRpm_PoolImpl(
+    OxbowRpm_FileImpl* file, const OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl>& directory,
+    std::uint64_t start)
+    : mFile(file),
+      mDirectory(directory),
+      mImmutable(true),
+      mStart(start),
+      mLength(0),
+      mDataOffset(0),
+      mHeaderWord1(2),
+      mHeaderWord2(0) {}
+
+void OxbowRpm_PoolImpl::InitEmpty() {
+    mDataOffset = OxbowRpm_Header::DataOffset(static_cast<std::uint32_t>(mDirectory->Length()));
+    mLength = mDataOffset;
+}
+
+void OxbowRpm_PoolImpl::ReadIdentity(char* header, std::uint32_t userSignature) const {
+    if (mFile->ReadAt(mStart, OxbowRpm_Header::kSize, header) < OxbowRpm_Header::kSize) {
+        Raise<OxbowExcCorruptHeader>(__LINE__);
+    }
+    if (!OxbowRpm_Header::HasSignature(header)) {
+        Raise<OxbowExcNotOxbowFile>(__LINE__);
+    }
+    const int version = OxbowRpm_Header::Version(header);
+    if (version != OxbowRpm_Header::kVersion) {
+        OxbowExcNeedUpgrade failure(OxbowRpm_Header::kVersion, static_cast<unsigned int>(version),
+                                    OxbowRpm_FileNameBuffer(mFile->FileName().ConvertToChar()));
+        failure.Throw(__FILE__, __LINE__);
+    }
+    if (OxbowRpm_Header::Decode(header).mUserSignature != userSignature) {
+        Raise<OxbowExcUserSigMismatch>(__LINE__);
+    }
+}
+
+void OxbowRpm_PoolImpl::ReadHeader(std::uint64_t fileEnd) {
+    char bytes[OxbowRpm_Header::kSize];
+    ReadIdentity(bytes, mFile->UserSignature());
+    const OxbowRpm_Header header = OxbowRpm_Header::Decode(bytes);
+    TakeLength(header.mLength, fileEnd);
+    mHeaderWord1 = header.mWord1;
+    mHeaderWord2 = header.mWord2;
+    ReadDirectory(header.mCount, fileEnd);
+    mDataOffset = OxbowRpm_Header::DataOffset(header.mCount);
+    // A pool that ends before its own data would make the walk of the chain meet its bytes again.
+    if (mLength < mDataOffset) {
+        Raise<OxbowExcCorruptHeader>(__LINE__);
+    }
+}
+
+void OxbowRpm_PoolImpl::TakeLength(std::uint64_t stored, std::uint64_t fileEnd) {
+    if (stored > UINT64_MAX - mStart) {
+        Raise<OxbowExcCorruptHeader>(__LINE__);
+    }
+    mLength = stored;
+    if (mLength == 0 && fileEnd > mStart) {
+        mLength = fileEnd - mStart;
+    }
+}
+
+void OxbowRpm_PoolImpl::ReadDirectory(std::uint32_t count, std::uint64_t fileEnd) {
+    // Held against the file before anything is allocated by it: the number comes from the file.
+    const std::uint64_t entries = mStart + OxbowRpm_Header::kSize;
+    const std::uint64_t size = std::uint64_t{OxbowRpm_Header::kEntrySize} * count;
+    if (count == 0 || count > OxbowRpm_Header::kMaxCount || fileEnd < entries ||
+        size > fileEnd - entries) {
+        Raise<OxbowExcCorruptDirectory>(__LINE__);
+    }
+    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(static_cast<std::size_t>(size)));
+    if (mFile->ReadAt(entries, size, buffer.Bytes()) < size) {
+        Raise<OxbowExcCorruptDirectory>(__LINE__);
+    }
+    mDirectory->InitFromUUIDs(reinterpret_cast<const PoolUUID*>(buffer.Bytes()),
+                              static_cast<std::int32_t>(count));
+}
+
+void OxbowRpm_PoolImpl::WriteHeader() {
+    SetImmutable(mImmutable);
+}
+
+void OxbowRpm_PoolImpl::SetImmutable(bool immutable) {
+    const auto count = static_cast<std::uint32_t>(mDirectory->Length());
+    const std::uint32_t size = OxbowRpm_Header::DataOffset(count);
+    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(size));
+    mImmutable = immutable;
+
+    OxbowRpm_Header header;
+    header.mUserSignature = mFile->UserSignature();
+    header.mLength = mImmutable ? mLength : 0;
+    header.mWord1 = mHeaderWord1;
+    header.mWord2 = mHeaderWord2;
+    header.mCount = count;
+    header.Encode(buffer.Bytes());
+    mDirectory->WriteUUIDs(buffer.Bytes() + OxbowRpm_Header::kSize);
+
+    mFile->AllocateUpTo(mStart + size);
+    mFile->WriteAt(mStart, size, buffer.Bytes());
+}
+
+void OxbowRpm_PoolImpl::CheckSealable() const {
+    if (mLength > OxbowRpm_Header::kMaxLength) {
+        OxbowExcIOBounds failure(0, DataLength(), OxbowRpm_Header::kMaxLength - mDataOffset);
+        failure.Throw(__FILE__, __LINE__);
+    }
+}
+
+void OxbowRpm_PoolImpl::CheckCopyable(std::uint32_t userSignature) const {
+    char header[OxbowRpm_Header::kSize];
+    ReadIdentity(header, userSignature);
+    if (mFile->TrueSize() < mStart + mLength) {
+        Raise<OxbowExcShortPool>(__LINE__);
+    }
+}
+
+std::uint64_t OxbowRpm_PoolImpl::Read(std::uint64_t offset, std::uint64_t size,
+                                      char* buffer) const {
+    return mFile->ReadAt(mStart + mDataOffset + offset, size, buffer);
+}
+
+void OxbowRpm_PoolImpl::Write(std::uint64_t offset, std::uint64_t size, const char* data) {
+    const std::uint64_t limit = DataLength();
+    const std::uint64_t end = OxbowRpm_SaturatedSum(offset, size);
+    if (end > limit) {
+        OxbowExcIOBounds failure(offset, end, limit);
+        failure.Throw(__FILE__, __LINE__);
+    }
+    mFile->WriteAt(mStart + mDataOffset + offset, size, data);
+}
+
+OxbowRpm_Locator OxbowRpm_PoolImpl::LocatorAt(std::uint64_t offset) const {
+    return OxbowRpm_Locator(mDirectory->Map(), mDirectory->MySlot(), offset);
+}
+
+OxbowRpm_Locator OxbowRpm_PoolImpl::Start() const {
+    return LocatorAt(0);
+}
+
+OxbowRpm_Locator OxbowRpm_PoolImpl::End() const {
+    return LocatorAt(DataLength());
+}
+
+OxbowRpm_Locator OxbowRpm_PoolImpl::Allocate(std::uint64_t size) {
+    if (mImmutable) {
+        Raise<OxbowExcImmutablePool>(__LINE__);
+    }
+    const std::uint64_t old = DataLength();
+    const std::uint64_t greatest = OxbowRpm_Header::kMaxLength - mDataOffset;
+    const std::uint64_t end = OxbowRpm_SaturatedSum(old, size);
+    if (end > greatest) {
+        OxbowExcIOBounds failure(old, end, greatest);
+        failure.Throw(__FILE__, __LINE__);
+    }
+    mFile->AllocateUpTo(mStart + mLength + size);
+    mLength += size;
+    return LocatorAt(old);
+}
+
+bool OxbowRpm_PoolImpl::ReadOnly() const {
+    return mFile->ReadOnly();
+}

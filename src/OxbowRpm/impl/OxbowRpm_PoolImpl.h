@@ -1,0 +1,77 @@
+#ifndef OXBOW_OXBOW_RPM_POOL_IMPL_H
+#define OXBOW_OXBOW_RPM_POOL_IMPL_H
+
+#include <OxbowPoolManager/OxbowRpm_Locator.h>
+#include <OxbowPoolManager/base/mem_AllocationOperators.h>
+
+#include <cstdint>
+
+#include "OxbowRpm/impl/OxbowRpm_Header.h"
+
+/** A pool in memory: its place in the file, its lengths and its directory. Made, owned and
+   destroyed by its file. Positions count from the start of the file, offsets from the first byte of
+   the data.
+
+    Invariants in a file's chain: mLength >= mDataOffset, and the map's item of the directory's own
+   slot refers to this pool. Exactly one pool of a writable file, the last, is not immutable; none
+   of a read-only one. One thread at a time changes a pool; transfers may come from several. */
+class OXBOW_EXPORT OxbowRpm_PoolImpl : public mem_AllocationOperators {
+public:
+    OxbowRpm_PoolImpl(OxbowRpm_FileImpl* file,
+                      const OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl>& directory,
+                      std::uint64_t start);
+
+    /** The lengths of a pool without data; the directory is filled. */
+    void InitEmpty();
+    /** Loads the pool from the file, which ends at `fileEnd`. Raises OxbowExcCorruptHeader,
+        OxbowExcNotOxbowFile, OxbowExcNeedUpgrade, OxbowExcUserSigMismatch,
+       OxbowExcCorruptDirectory, what the directory raises, and read failures. A pool that raised is
+       of no further use. */
+    void ReadHeader(std::uint64_t fileEnd);
+    /** Rewrites header and directory with one write. */
+    void WriteHeader();
+    /** Seal and unseal, and write that to the file. */
+    void MakeImmutable() { SetImmutable(true); }
+    void MakeMutable() { SetImmutable(false); }
+    /** Raises OxbowExcIOBounds if the length is more than a sealed header can tell. */
+    void CheckSealable() const;
+    /** Tests what can be tested of the pool's bytes before they are copied into a document with
+       that user signature: the failures of a header, and OxbowExcShortPool if the file ends before
+       the pool. */
+    void CheckCopyable(std::uint32_t userSignature) const;
+
+    /** Not bounded by the data; short only at the file's end. */
+    std::uint64_t Read(std::uint64_t offset, std::uint64_t size, char* buffer) const;
+    /** Raises OxbowExcIOBounds past the data's end, and what the file raises. */
+    void Write(std::uint64_t offset, std::uint64_t size, const char* data);
+
+    OxbowRpm_Locator Start() const;
+    OxbowRpm_Locator End() const;
+    OxbowRpm_Locator Allocate(std::uint64_t size);
+    bool ReadOnly() const;
+    std::uint64_t DataLength() const { return mLength - mDataOffset; }
+    const OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl>& Directory() const { return mDirectory; }
+
+    OxbowRpm_FileImpl* File() const { return mFile; }
+    std::uint64_t StartPosition() const { return mStart; }
+    /** Header, directory and data. */
+    std::uint64_t WholeLength() const { return mLength; }
+
+private:
+    void SetImmutable(bool immutable);
+    void ReadIdentity(char* header, std::uint32_t userSignature) const;
+    void TakeLength(std::uint64_t stored, std::uint64_t fileEnd);
+    void ReadDirectory(std::uint32_t count, std::uint64_t fileEnd);
+    OxbowRpm_Locator LocatorAt(std::uint64_t offset) const;
+
+    OxbowRpm_FileImpl* mFile;
+    OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl> mDirectory;
+    bool mImmutable;
+    std::uint64_t mStart;
+    std::uint64_t mLength;
+    std::uint32_t mDataOffset;
+    std::uint32_t mHeaderWord1;
+    std::uint32_t mHeaderWord2;
+};
+
+#endif

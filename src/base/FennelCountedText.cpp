@@ -1,0 +1,67 @@
+#include <OxbowPoolManager/base/FennelCountedText.h>
+#include <OxbowPoolManager/base/mem_Functions.h>
+
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+/** Stands in front of the text bytes in one allocation. */
+struct FennelCountedText::Block {
+    explicit Block(std::size_t length) : mUse(1), mLength(length) {}
+
+    char* Text() { return reinterpret_cast<char*>(this + 1); }
+
+    std::atomic<std::uint32_t> mUse;
+    const std::size_t mLength;
+};
+
+FennelCountedText::FennelCountedText(const char* text, std::size_t length) : mBlock(nullptr) {
+    if (length == 0) {
+        return;
+    }
+    if (length > SIZE_MAX - sizeof(Block) - 1) {
+        throw std::bad_alloc();
+    }
+    void* place = mem_OperatorNewThrow(sizeof(Block) + length + 1);
+    mBlock = ::new (place) Block(length);
+    std::memcpy(mBlock->Text(), text, length);
+    mBlock->Text()[length] = '\0';
+}
+
+FennelCountedText::FennelCountedText(const char* text)
+    : FennelCountedText(text, text == nullptr ? 0 : std::strlen(text)) {}
+
+FennelCountedText::FennelCountedText(const FennelCountedText& other) noexcept
+    : mBlock(other.mBlock) {
+    if (mBlock != nullptr) {
+        mBlock->mUse.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+FennelCountedText& FennelCountedText::operator=(const FennelCountedText& other) noexcept {
+    // The copy takes its share first, so that assigning a text to itself is safe.
+    FennelCountedText share(other);
+    Block* const old = mBlock;
+    mBlock = share.mBlock;
+    share.mBlock = old;
+    return *this;
+}
+
+FennelCountedText::~FennelCountedText() {
+    Release();
+}
+
+std::string_view FennelCountedText::View() const noexcept {
+    return mBlock == nullptr ? std::string_view("", 0)
+                             : std::string_view(mBlock->Text(), mBlock->mLength);
+}
+
+void FennelCountedText::Release() noexcept {
+    // Acquire and release: whoever frees the block has seen every other holder's last read of it.
+    if (mBlock != nullptr && mBlock->mUse.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        mBlock->~Block();
+        mem_Free(mBlock);
+    }
+    mBlock = nullptr;
+}

@@ -1,0 +1,36 @@
+#ifndef OXBOW_FENNEL_COUNTED_TEXT_H
+#define OXBOW_FENNEL_COUNTED_TEXT_H
+
+#include <OxbowPoolManager/base/Oxbow_Export.h>
+
+#include <cstddef>
+#include <string_view>
+
+/** The shared body of the string classes: immutable bytes with a use count and a terminator behind
+    them. Copies share one block; the count is atomic, so copies of one text may live on several
+   threads, though one object belongs to one thread at a time. An empty text holds no block. Making
+   one from bytes raises std::bad_alloc; copying raises nothing. */
+class OXBOW_EXPORT FennelCountedText {
+public:
+    FennelCountedText() noexcept : mBlock(nullptr) {}
+    /** Takes `length` bytes as they stand, zero bytes included. */
+    FennelCountedText(const char* text, std::size_t length);
+    /** Takes the bytes before the terminator; null counts as empty. */
+    explicit FennelCountedText(const char* text);
+    FennelCountedText(const FennelCountedText& other) noexcept;
+    FennelCountedText& operator=(const FennelCountedText& other) noexcept;
+    ~FennelCountedText();
+
+    /** The bytes, good as long as this object holds them. A terminator stands behind the last one.
+     */
+    std::string_view View() const noexcept;
+
+private:
+    struct Block;
+
+    void Release() noexcept;
+
+    Block* mBlock;
+};
+
+#endif

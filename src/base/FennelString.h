@@ -1,0 +1,32 @@
+#ifndef OXBOW_FENNEL_STRING_H
+#define OXBOW_FENNEL_STRING_H
+
+#include <OxbowPoolManager/base/FennelCountedText.h>
+
+/** A text of the library: counted, immutable bytes in UTF-8, taken as they stand and never checked
+   or converted. Copies share the bytes and may live on several threads. Building and assigning from
+   bytes raise std::bad_alloc; copying raises nothing. */
+class OXBOW_EXPORT FennelString {
+public:
+    FennelString() noexcept = default;
+    FennelString(const char* text) : mText(text) {}
+    FennelString(const char* text, std::size_t length) : mText(text, length) {}
+
+    /** Takes terminated text; on failure the old value stays. */
+    FennelString& operator=(const char* text) {
+        mText = FennelCountedText(text);
+        return *this;
+    }
+    /** Takes `length` bytes, zero bytes included; on failure the old value stays. */
+    void Assign(const char* text, std::size_t length) { mText = FennelCountedText(text, length); }
+
+    /** The bytes, good until this object changes or goes; a terminator stands behind the last one.
+     */
+    std::string_view View() const noexcept { return mText.View(); }
+    std::size_t GetLengthInByte() const noexcept { return mText.View().size(); }
+
+private:
+    FennelCountedText mText;
+};
+
+#endif

@@ -1,0 +1,18 @@
+#include <OxbowPoolManager/base/mem_AllocationOperators.h>
+#include <OxbowPoolManager/base/mem_Functions.h>
+
+void* mem_AllocationOperators::operator new(std::size_t size) {
+    return mem_OperatorNewThrow(size);
+}
+
+void* mem_AllocationOperators::operator new[](std::size_t size) {
+    return mem_OperatorNewThrow(size);
+}
+
+void mem_AllocationOperators::operator delete(void* block) noexcept {
+    mem_Free(block);
+}
+
+void mem_AllocationOperators::operator delete[](void* block) noexcept {
+    mem_Free(block);
+}

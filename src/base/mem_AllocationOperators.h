@@ -1,0 +1,22 @@
+#ifndef OXBOW_MEM_ALLOCATION_OPERATORS_H
+#define OXBOW_MEM_ALLOCATION_OPERATORS_H
+
+#include <OxbowPoolManager/base/Oxbow_Export.h>
+
+#include <cstddef>
+
+/** Base class whose new and delete go through the library's allocator, so that an object made in
+   the host and deleted in the library, or the other way round, meets one heap. Holds nothing.
+    Raises std::bad_alloc from new. Safe from any thread. */
+class OXBOW_EXPORT mem_AllocationOperators {
+public:
+    static void* operator new(std::size_t size);
+    static void* operator new[](std::size_t size);
+    static void operator delete(void* block) noexcept;
+    static void operator delete[](void* block) noexcept;
+    /** The forms above hide the language's own placement form; containers need it back. */
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    static void operator delete(void*, void*) noexcept {}
+};
+
+#endif

@@ -1,0 +1,20 @@
+#ifndef OXBOW_MEM_BUFFER_OWNER_H
+#define OXBOW_MEM_BUFFER_OWNER_H
+
+#include <OxbowPoolManager/base/mem_Functions.h>
+
+/** Holds a raw buffer for a scope, so that a failure on the way frees it. */
+class mem_BufferOwner {
+public:
+    explicit mem_BufferOwner(void* block) : mBlock(static_cast<char*>(block)) {}
+    ~mem_BufferOwner() { mem_Free(mBlock); }
+    mem_BufferOwner(const mem_BufferOwner&) = delete;
+    mem_BufferOwner& operator=(const mem_BufferOwner&) = delete;
+
+    char* Bytes() const { return mBlock; }
+
+private:
+    char* const mBlock;
+};
+
+#endif

@@ -1,0 +1,36 @@
+#ifndef OXBOW_OXBOW_RPM_B_STREAM_WRITE_BUFFER_H
+#define OXBOW_OXBOW_RPM_B_STREAM_WRITE_BUFFER_H
+
+#include <OxbowPoolManager/OxbowRpm_BStreamWrite.h>
+#include <OxbowPoolManager/PrivateInterfaces/OxbowRpm_StrongRef.h>
+
+class OxbowRpm_Pool;
+class OxbowRpm_PoolDirectory;
+
+/** Writes into a block of the caller's memory, which must outlive the stream. PrepWrite points
+   straight into it. A stream without a directory carries no locator but the null one: asking it for
+   its directory ends the process. The caller keeps count of what was written. Threads: one at a
+   time. Allocates nothing. Raises: OxbowExcShortBuffer (requested, left) when fewer bytes are left;
+   the stream is as it was. */
+class OXBOW_EXPORT OxbowRpm_BStreamWriteBuffer : public OxbowRpm_BStreamWrite {
+public:
+    OxbowRpm_BStreamWriteBuffer(char* buffer, std::uint64_t length);
+    /** Shares the directory. */
+    OxbowRpm_BStreamWriteBuffer(char* buffer, std::uint64_t length,
+                                const OxbowRpm_PoolDirectory& directory);
+    /** Shares the pool's directory. */
+    OxbowRpm_BStreamWriteBuffer(char* buffer, std::uint64_t length, const OxbowRpm_Pool& pool);
+    ~OxbowRpm_BStreamWriteBuffer() override;
+
+    char* PrepWrite(std::uint64_t requestedLength) override;
+    void WriteBlock(const void* source, std::uint32_t length) override;
+    const OxbowRpm_PoolDirectoryImpl& SourceDir() const override;
+
+private:
+    char* mBuffer;
+    std::uint64_t mLength;
+    std::uint64_t mPosition;
+    OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl> mDirectory;
+};
+
+#endif

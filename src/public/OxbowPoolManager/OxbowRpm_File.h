@@ -1,0 +1,67 @@
+#ifndef OXBOW_OXBOW_RPM_FILE_H
+#define OXBOW_OXBOW_RPM_FILE_H
+
+#include <OxbowPoolManager/OxbowRpm_Locator.h>
+#include <OxbowPoolManager/OxbowRpm_Pool.h>
+#include <OxbowPoolManager/PrivateInterfaces/OxbowRpm_WeakRef.h>
+#include <OxbowPoolManager/base/FennelUnicodeString.h>
+
+#include <cstdint>
+
+/** Handle on one open file: a chain of pools, of which only the last can grow.
+
+    Ownership: owns nothing and may be copied freely; the document owns the file. A handle must not
+   be used after its file was closed: that ends the process. Threads: those of the document.
+    Durability: see Flush. Sizes and counts are in bytes. */
+class OXBOW_EXPORT OxbowRpm_File {
+public:
+    /** The first byte of the last pool's data. Raises OxbowExcValidationFailure on a file without
+     * pools. */
+    OxbowRpm_Locator Start() const;
+    /** Just behind the last pool's data. Raises as Start. */
+    OxbowRpm_Locator End() const;
+    /** OxbowRpm_Pool::Allocate on the last pool. Raises OxbowExcValidationFailure on a file without
+       pools, and what that operation raises. */
+    OxbowRpm_Locator Allocate(std::uint64_t size);
+
+    /** Seals the last pool with its length and starts a new one behind it, whose directory names
+       every pool that the document knows now. A last pool without data is replaced. Raises
+       OxbowExcNewPoolReadOnly, FennelExcNoEntropy, OxbowExcValidationFailure past 46340 pools, and
+        the write failures of the platform (OxbowExcWriteError, OxbowExcShortWrite,
+       OxbowExcSystemError). After a failed write earlier bytes are in place; calling it again goes
+       on where it stopped. */
+    void NewPool();
+
+    /** Copies a pool of another document, header, directory and data as they stand, and makes it
+       the last pool. Raises OxbowExcNewPoolReadOnly, OxbowExcPoolAlreadyInDoc if a pool of that
+       UUID is open here, OxbowExcUserSigMismatch and the other failures of a header, and
+       OxbowExcShortPool if part of the source was booked and never written: all these before
+       anything is written. After a failed transfer the bytes copied so far stay behind the last
+       pool, and are part of it when the file is opened again; if that pool had no data, the copied
+       bytes have taken its place. */
+    void AppendPool(const OxbowRpm_Pool& source);
+
+    bool ReadOnly() const;
+    std::uint32_t PoolCount() const;
+    /** The last pool. Raises OxbowExcValidationFailure on a file without pools. */
+    OxbowRpm_Pool Pool() const;
+    /** Raises OxbowExcValidationFailure, with a report on stderr, unless index < PoolCount(). */
+    OxbowRpm_Pool Pool(std::uint32_t index) const;
+
+    /** Rewrites the last pool's header and waits until everything written is on the device. Does
+       nothing on a read-only file. Raises OxbowExcWriteError, OxbowExcShortWrite,
+       OxbowExcSystemError; once the device has refused, no later flush of this file is reported as
+       done. */
+    void Flush();
+
+    FennelUnicodeString FileName() const;
+
+private:
+    friend class OxbowRpm_Document;
+
+    explicit OxbowRpm_File(const OxbowRpm_WeakRef<OxbowRpm_FileImpl>& impl);
+
+    OxbowRpm_WeakRef<OxbowRpm_FileImpl> mImpl;
+};
+
+#endif
