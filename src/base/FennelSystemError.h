@@ -19,7 +19,7 @@ public:
 private:
     std::uint32_t mCode;
     /** Keeps the value's shape for platforms that hang a text on their codes; null here. */
-    const void* mDetail;
+    [[maybe_unused]] const void* mDetail;
 };
 
 #endif

@@ -31,8 +31,8 @@ public:
         their live elements below liveEnd. Called once at most. */
     void PreparePages(int firstIndex, int lastIndex, int liveEnd);
     /** Copies the value to where index i will be, in a prepared page or a raw slot of the present
-        one. The latter is safe before Begin: a table that has to grow has no page for the index
-        yet, so nothing can fail any more. */
+        one. The latter has no owner, and needs none as long as the edit adds one element: a table
+        that has to grow has no page for the index yet, so nothing can fail any more. */
     void Build(int i, const T& value);
     /** Whether a prepared page will take the place of the page of index i. */
     bool RenewsPage(int i) const;

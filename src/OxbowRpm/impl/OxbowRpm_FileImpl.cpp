@@ -237,3 +237,7 @@ void OxbowRpm_FileImpl::SeekFor(std::uint64_t position) {
 std::uint32_t OxbowRpm_FileImpl::UserSignature() const {
     return mDocument->UserSignature();
 }
+
+bool OxbowRpm_FileImpl::ReadOnly() const {
+    return mOSFile.ReadOnly();
+}

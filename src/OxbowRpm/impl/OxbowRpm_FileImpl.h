@@ -51,7 +51,7 @@ public:
     void WriteAt(std::uint64_t position, std::uint64_t size, const char* data);
 
     std::uint32_t UserSignature() const;
-    bool ReadOnly() const { return mOSFile.ReadOnly(); }
+    bool ReadOnly() const;
     FennelUnicodeString FileName() const { return mOSFile.Name(); }
     /** What the platform reports, without the booked ranges that nobody has written. */
     std::uint64_t TrueSize() const { return mOSFile.Size(); }

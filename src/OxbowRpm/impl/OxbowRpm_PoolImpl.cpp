@@ -182,3 +182,11 @@ OxbowRpm_Locator OxbowRpm_PoolImpl::Allocate(std::uint64_t size) {
 bool OxbowRpm_PoolImpl::ReadOnly() const {
     return mFile->ReadOnly();
 }
+
+std::uint64_t OxbowRpm_PoolImpl::DataLength() const {
+    return mLength - mDataOffset;
+}
+
+const OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl>& OxbowRpm_PoolImpl::Directory() const {
+    return mDirectory;
+}

@@ -49,8 +49,8 @@ public:
     OxbowRpm_Locator End() const;
     OxbowRpm_Locator Allocate(std::uint64_t size);
     bool ReadOnly() const;
-    std::uint64_t DataLength() const { return mLength - mDataOffset; }
-    const OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl>& Directory() const { return mDirectory; }
+    std::uint64_t DataLength() const;
+    const OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl>& Directory() const;
 
     OxbowRpm_FileImpl* File() const { return mFile; }
     std::uint64_t StartPosition() const { return mStart; }

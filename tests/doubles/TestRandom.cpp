@@ -1,0 +1,47 @@
+#include "doubles/TestRandom.h"
+
+#include <OxbowPoolManager/base/FennelExcNoEntropy.h>
+
+#include <deque>
+
+#include "base/FennelUtilsRand.h"
+
+namespace {
+
+std::deque<std::uint32_t> gScript;
+std::uint32_t gCounter = 0;
+std::uint32_t gCode = 0;
+int gDraws = 0;
+
+}  // namespace
+
+void TestRandom::Script(const std::vector<std::uint32_t>& values) {
+    gScript.assign(values.begin(), values.end());
+}
+
+void TestRandom::FailNext(std::uint32_t code) {
+    gCode = code;
+}
+
+int TestRandom::Draws() {
+    return gDraws;
+}
+
+std::uint32_t FennelUtilsRand() {
+    ++gDraws;
+    if (gCode != 0) {
+        FennelExcNoEntropy failure{FennelSystemError(gCode)};
+        gCode = 0;
+        failure.Throw(__FILE__, __LINE__);
+    }
+    if (!gScript.empty()) {
+        const std::uint32_t value = gScript.front();
+        gScript.pop_front();
+        return value;
+    }
+    return ++gCounter * 2654435761u;
+}
+
+void FennelUtilsInitRand(std::int64_t seed) {
+    gCounter = static_cast<std::uint32_t>(seed);
+}

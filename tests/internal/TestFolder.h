@@ -1,0 +1,63 @@
+#ifndef OXBOW_TEST_TEST_FOLDER_H
+#define OXBOW_TEST_TEST_FOLDER_H
+
+#include <OxbowPoolManager/OxbowPoolManager.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+/** A folder of its own for each test, gone afterwards, with the words that tests of files speak in.
+ */
+class TestFolder : public testing::Test {
+protected:
+    TestFolder() {
+        std::string name = (std::filesystem::temp_directory_path() / "oxbow-XXXXXX").string();
+        mFolder = mkdtemp(name.data());
+    }
+    ~TestFolder() override { std::filesystem::remove_all(mFolder); }
+
+    std::string PathOf(const std::string& file) const { return (mFolder / file).string(); }
+    FennelUnicodeString Name(const std::string& file) const {
+        return FennelUnicodeString(PathOf(file).c_str());
+    }
+    std::string Bytes(const std::string& file) const {
+        std::ifstream in(PathOf(file), std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    }
+    void Store(const std::string& file, const std::string& bytes) const {
+        std::ofstream(PathOf(file), std::ios::binary | std::ios::trunc) << bytes;
+    }
+
+    /** Books a range behind the data and fills it. */
+    template <class FileOrPool>
+    static OxbowRpm_Locator Put(FileOrPool target, const std::string& bytes) {
+        const OxbowRpm_Locator place = target.Allocate(bytes.size());
+        place.Write(bytes.size(), bytes.data());
+        return place;
+    }
+    static std::string Get(const OxbowRpm_Locator& place, std::size_t length) {
+        std::string bytes(length, '?');
+        bytes.resize(static_cast<std::size_t>(place.Read(length, bytes.data())));
+        return bytes;
+    }
+    static std::string Text(const FennelString& text) { return std::string(text.View()); }
+
+    /** The code of the exception that the action raises, 0 for none. */
+    template <class Action>
+    static int CodeOf(Action action) {
+        try {
+            action();
+        } catch (const FennelException& failure) {
+            return failure.GetCode();
+        }
+        return 0;
+    }
+
+    std::filesystem::path mFolder;
+};
+
+#endif

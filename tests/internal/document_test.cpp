@@ -1,0 +1,258 @@
+// A document and its files: what opening, closing and failing leave behind.
+
+#include "doubles/CountingAllocator.h"
+#include "doubles/RecordingPlatform.h"
+#include "internal/TestFolder.h"
+
+namespace {
+
+using Mode = OxbowRpm_Document::AccessMode;
+constexpr Mode kCreate = OxbowRpm_Document::AccessCreate;
+constexpr Mode kUpdate = OxbowRpm_Document::AccessUpdate;
+constexpr Mode kRead = OxbowRpm_Document::AccessReadOnly;
+
+class Documents : public TestFolder {
+protected:
+    Documents() { TestPlatform::Reset(); }
+    ~Documents() override {
+        TestPlatform::Reset();
+        TestAllocator::Disarm();
+    }
+
+    /** A file of `pools` pools, each with its number as data. */
+    void MakeFile(const std::string& name, int pools, const char* signature = "TEST") {
+        OxbowRpm_Document document(signature);
+        OxbowRpm_File file = document.AddFile(Name(name), kCreate);
+        for (int i = 0; i < pools; ++i) {
+            if (i > 0) {
+                file.NewPool();
+            }
+            Put(file, "pool " + std::to_string(i));
+        }
+        document.Close();
+    }
+};
+
+TEST_F(Documents, FailedAddFileGivesEveryPoolBack) {
+    MakeFile("good", 3);
+    Store("bad", Bytes("good") + "less than a header");
+    std::string sealed = Bytes("bad");  // the same pools, and damage behind the last one
+    const std::size_t last = sealed.rfind("\x89OXB");
+    sealed.replace(last + 20, 16, "000000000000015" + std::to_string(48 + 96 + 6 - 150));
+    Store("bad", sealed);
+    OxbowRpm_Document document("TEST");
+    OxbowRpm_File good = document.AddFile(Name("good"), kRead);
+    EXPECT_EQ(CodeOf([&] { document.AddFile(Name("bad"), kRead); }),
+              OxbowExcCorruptHeader().GetCode());
+    for (unsigned i = 0; i < 3; ++i) {
+        EXPECT_EQ(Get(good.Pool(i).Start(), 6), "pool " + std::to_string(i));
+    }
+    // In a document of its own the same attempt leaves items without pools: the sound file then
+    // opens, and its pools may be appended elsewhere.
+    OxbowRpm_Document fresh("TEST");
+    EXPECT_NE(CodeOf([&] { fresh.AddFile(Name("bad"), kRead); }), 0);
+    OxbowRpm_File target = fresh.AddFile(Name("target"), kCreate);
+    target.AppendPool(good.Pool(0));
+    EXPECT_EQ(Get(target.Start(), 6), "pool 0");
+}
+
+TEST_F(Documents, ASecondFileOfTheSamePoolsTakesThemOver) {
+    MakeFile("one", 1);
+    Store("two", Bytes("one").substr(0, 80) + "POOL 0");
+    OxbowRpm_Document document("TEST");
+    const OxbowRpm_Locator place = document.AddFile(Name("one"), kRead).Start();
+    document.AddFile(Name("two"), kRead);
+    EXPECT_EQ(Get(place, 6), "POOL 0");
+}
+
+TEST_F(Documents, CloseAllLeavesASignatureOfZeros) {
+    OxbowRpm_Document document("TEST");
+    EXPECT_EQ(CodeOf([&] { document.Flush(); }), 0);
+    OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
+    document.Close(file);
+    EXPECT_EQ(CodeOf([&] { document.Close(file); }), OxbowExcCantGetFile().GetCode());
+    document.AddFile(Name("g"), kCreate);
+    document.Flush();
+    document.Close();
+    document.AddFile(Name("zero"), kCreate);
+    EXPECT_EQ(Bytes("zero").substr(16, 4), std::string(4, '\0'));
+    EXPECT_EQ(CodeOf([&] { document.AddFile(Name("g"), kRead); }),
+              OxbowExcUserSigMismatch().GetCode());
+
+    OxbowRpm_Document another("TEST");
+    const OxbowRpm_File foreign = another.AddFile(Name("h"), kCreate);
+    EXPECT_EQ(CodeOf([&] { document.Close(foreign); }), OxbowExcCantGetFile().GetCode());
+    EXPECT_EQ(foreign.PoolCount(), 1u);
+    EXPECT_EQ(std::string(foreign.FileName().View()), PathOf("h"));
+}
+
+TEST_F(Documents, AFileWithoutPoolsGetsItsFirstOnRequest) {
+    for (const Mode mode : {kRead, kUpdate}) {
+        Store("empty", "");
+        OxbowRpm_Document document("TEST");
+        OxbowRpm_File file = document.AddFile(Name("empty"), mode);
+        EXPECT_EQ(file.PoolCount(), 0u);
+        testing::internal::CaptureStderr();
+        const int invalid = OxbowExcValidationFailure().GetCode();
+        EXPECT_EQ(CodeOf([&] { file.Start(); }), invalid);
+        EXPECT_EQ(CodeOf([&] { file.End(); }), invalid);
+        EXPECT_EQ(CodeOf([&] { file.Allocate(1); }), invalid);
+        EXPECT_EQ(CodeOf([&] { file.Pool(); }), invalid);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+        file.Flush();
+        EXPECT_EQ(CodeOf([&] { file.NewPool(); }),
+                  mode == kRead ? OxbowExcNewPoolReadOnly().GetCode() : 0);
+        EXPECT_EQ(Bytes("empty").size(), mode == kRead ? 0u : 80u);
+    }
+}
+
+TEST_F(Documents, OnlyTheLastPoolOfAWritableFileGrows) {
+    MakeFile("f", 2);
+    OxbowRpm_Document document("TEST");
+    {
+        OxbowRpm_File file = document.AddFile(Name("f"), kUpdate);
+        EXPECT_EQ(CodeOf([&] { file.Pool(0).Allocate(1); }), OxbowExcImmutablePool().GetCode());
+        EXPECT_FALSE(file.Pool(0).ReadOnly());
+        file.Pool(0).Start().Write(4, "POOL");
+        EXPECT_TRUE(file.Allocate(0) == file.End());
+        const std::uint64_t left = 9999999999999999u - 48 - 64 - 6;
+        try {
+            file.Allocate(left + 1);
+            FAIL();
+        } catch (const OxbowExcIOBounds& failure) {
+            EXPECT_EQ(failure.Offset(), 6u);
+            EXPECT_EQ(failure.End(), left + 7);
+            EXPECT_EQ(failure.Limit(), left + 6);
+        }
+        EXPECT_EQ(CodeOf([&] { file.Allocate(UINT64_MAX); }), OxbowExcIOBounds(0, 0, 0).GetCode());
+        try {
+            (file.Start() + 6).Write(UINT64_MAX, "");
+            FAIL();
+        } catch (const OxbowExcIOBounds& failure) {
+            EXPECT_EQ(failure.End(), UINT64_MAX);
+        }
+        EXPECT_EQ(file.Pool().Length(), 6u);
+        document.Close(file);
+    }
+    OxbowRpm_File file = document.AddFile(Name("f"), kRead);
+    EXPECT_EQ(CodeOf([&] { file.Allocate(1); }), OxbowExcImmutablePool().GetCode());
+    EXPECT_EQ(CodeOf([&] { file.Start().Write(1, "x"); }), OxbowExcWriteReadOnly().GetCode());
+    EXPECT_EQ(CodeOf([&] { file.End().Write(1, "x"); }), OxbowExcIOBounds(0, 0, 0).GetCode());
+    EXPECT_EQ(Get(file.Pool(0).Start(), 7), std::string("POOL 0\x89")) << "not bounded by the pool";
+}
+
+TEST_F(Documents, APoolSealedPastTheFilesEndKeepsItsLength) {
+    MakeFile("f", 1);
+    Store("f", Bytes("f").replace(20, 16, "0000000000001000"));
+    OxbowRpm_Document document("TEST");
+    OxbowRpm_File file = document.AddFile(Name("f"), kUpdate);
+    EXPECT_EQ(file.Pool().Length(), 920u);
+    file.NewPool();
+    Put(file, "behind");
+    EXPECT_EQ(Bytes("f").substr(1000 + 112), "behind");
+    EXPECT_EQ(Get(file.Pool(0).Start(), 920), "pool 0" + std::string(914, '\0'));
+}
+
+TEST_F(Documents, AppendPoolRefusesBeforeItWrites) {
+    MakeFile("source", 2);
+    MakeFile("foreign", 1, "ELSE");
+    OxbowRpm_Document sources("TEST"), foreigners("ELSE"), document("TEST");
+    const OxbowRpm_File source = sources.AddFile(Name("source"), kUpdate);
+    const OxbowRpm_File foreign = foreigners.AddFile(Name("foreign"), kRead);
+    for (const bool empty : {false, true}) {
+        OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
+        if (!empty) {
+            Put(file, "data");
+        }
+        const std::string before = Bytes("f");
+        const auto refused = [&](const OxbowRpm_Pool& pool) {
+            TestPlatform::Reset();
+            const int code = CodeOf([&] { file.AppendPool(pool); });
+            EXPECT_EQ(TestPlatform::Count(TestPlatform::Write), 0);
+            EXPECT_EQ(Bytes("f"), before);
+            EXPECT_EQ(file.PoolCount(), 1u);
+            return code;
+        };
+        EXPECT_EQ(refused(file.Pool()), OxbowExcPoolAlreadyInDoc().GetCode());
+        EXPECT_EQ(refused(foreign.Pool()), OxbowExcUserSigMismatch().GetCode());
+        source.Pool().Allocate(10);  // booked, not written
+        EXPECT_EQ(refused(source.Pool()), OxbowExcShortPool().GetCode());
+        EXPECT_EQ(CodeOf([&] { Put(file, "more"); }), 0) << "the pool still grows";
+        document.Close(file);
+    }
+}
+
+TEST_F(Documents, AFailedAllocationLeavesTheDocumentWorking) {
+    MakeFile("a", 20);
+    MakeFile("b", 1);
+    int failures = 0;
+    for (const bool forever : {false, true}) {
+        for (long n = 1; n < 100000; ++n) {
+            const long blocks = TestAllocator::LiveBlocks();
+            bool done = false;
+            {
+                OxbowRpm_Document document("TEST");
+                OxbowRpm_File b = document.AddFile(Name("b"), kUpdate);
+                const std::uint32_t pools = b.PoolCount();
+                forever ? TestAllocator::FailFrom(n) : TestAllocator::FailAt(n);
+                try {
+                    OxbowRpm_File a = document.AddFile(Name("a"), kRead);
+                    document.Close(a);
+                    document.AddFile(Name("a"), kRead);
+                    document.Close();
+                    done = true;
+                } catch (const std::bad_alloc&) {
+                    ++failures;
+                }
+                TestAllocator::Disarm();
+                if (!done) {
+                    ASSERT_EQ(b.PoolCount(), pools) << n;
+                    ASSERT_EQ(Get(b.Start(), 6), "pool 0") << n;
+                    document.Close();
+                }
+            }
+            ASSERT_EQ(TestAllocator::LiveBlocks(), blocks) << n;
+            if (done) {
+                break;
+            }
+        }
+    }
+    EXPECT_GT(failures, 200);
+}
+
+TEST_F(Documents, AFailedWriteCanBeRepeated) {
+    // The n-th write of a working life fails once; done again, everything is as if it hadn't.
+    for (int n = 0;; ++n) {
+        OxbowRpm_Document document("TEST");
+        OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
+        TestPlatform::Reset();
+        TestPlatform::FailNext(TestPlatform::Write, 28, n);
+        int failures = 0;
+        const auto insist = [&](auto action) {
+            const int code = CodeOf(action);
+            if (code != 0) {
+                EXPECT_EQ(code, OxbowExcWriteError(FennelSystemError(0)).GetCode());
+                ++failures;
+                action();
+            }
+        };
+        const OxbowRpm_Locator first = file.Allocate(5);
+        insist([&] { first.Write(5, "first"); });
+        insist([&] { file.NewPool(); });
+        const OxbowRpm_Locator second = file.Allocate(6);
+        insist([&] { second.Write(6, "second"); });
+        insist([&] { file.Flush(); });
+        insist([&] { document.Close(file); });
+        OxbowRpm_Document reader("TEST");
+        OxbowRpm_File back = reader.AddFile(Name("f"), kRead);
+        ASSERT_EQ(back.PoolCount(), 2u) << n;
+        EXPECT_EQ(Get(back.Pool(0).Start(), 5), "first");
+        EXPECT_EQ(Get(back.Pool(1).Start(), 6), "second");
+        if (failures == 0) {
+            EXPECT_EQ(n, 6);
+            break;
+        }
+    }
+}
+
+}  // namespace

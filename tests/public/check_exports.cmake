@@ -1,0 +1,22 @@
+# Holds the names that leave the built library against the list under version control. Called with
+# -DLIBRARY=, -DLIST= and -DNM=.
+execute_process(COMMAND "${NM}" -DC --defined-only "${LIBRARY}" OUTPUT_VARIABLE told
+                COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "[^\n]+" lines "${told}")
+foreach(line IN LISTS lines)
+  string(REGEX REPLACE "^[0-9a-f]* *[A-Za-z] " "" name "${line}")
+  list(APPEND exported "${name}")
+endforeach()
+file(STRINGS "${LIST}" lines REGEX "^ +\"")
+foreach(line IN LISTS lines)
+  string(REGEX REPLACE "^ +\"(.*)\"." "\\1" name "${line}")
+  list(APPEND wanted "${name}")
+endforeach()
+list(REMOVE_DUPLICATES exported)
+list(LENGTH wanted count)
+set(missing ${wanted})
+list(REMOVE_ITEM missing ${exported})
+list(REMOVE_ITEM exported ${wanted})
+if(count LESS 300 OR missing OR exported)
+  message(FATAL_ERROR "${count} names are listed.\nMissing: ${missing}\nNot listed: ${exported}")
+endif()
