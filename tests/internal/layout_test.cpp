@@ -161,19 +161,4 @@ TEST_F(Layout, FilesAreToldByNineBytes) {
     }
 }
 
-TEST_F(Layout, NeedUpgradeTellsVersionsAndFile) {
-    string bytes = TwoPools();
-    bytes[8] = '\xFF';
-    Store("f", bytes);
-    OxbowRpm_Document document("ABCD");
-    try {
-        document.AddFile(Name("f"), OxbowRpm_Document::AccessReadOnly);
-        FAIL();
-    } catch (const OxbowExcNeedUpgrade& failure) {
-        EXPECT_EQ(failure.ExpectedVersion(), 6u);
-        EXPECT_EQ(failure.FoundVersion(), 0xFFFFFFFFu);
-        EXPECT_EQ(failure.FileName().Text(), PathOf("f"));
-    }
-}
-
 }  // namespace
