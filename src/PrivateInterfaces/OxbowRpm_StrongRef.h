@@ -5,7 +5,7 @@
 #include <OxbowPoolManager/PrivateInterfaces/OxbowRpm_RefCounter.h>
 
 template <class T>
-class OxbowRpm_WeakRef;
+class OXBOW_EXPORT OxbowRpm_WeakRef;
 
 /** Keeps its target alive; when the last strong reference goes, the target is destroyed.
     Threads: the counts are plain integers, so all references to one target belong to one thread at
