@@ -5,7 +5,7 @@
 
 /** The block of counts that all references to one target share. Plain integers: references to one
     target belong to one thread at a time. The target lives while mStrong is above 0, the block
-   while either count is. */
+    while either count is. */
 struct OxbowRpm_RefCounter {
     std::uint32_t mStrong;
     std::uint32_t mWeak;

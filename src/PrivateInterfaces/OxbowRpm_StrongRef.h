@@ -9,9 +9,10 @@ class OXBOW_EXPORT OxbowRpm_WeakRef;
 
 /** Keeps its target alive; when the last strong reference goes, the target is destroyed.
     Threads: the counts are plain integers, so all references to one target belong to one thread at
-   a time. Failure: only the constructor from a pointer allocates (std::bad_alloc; the target is
-   then destroyed). A null reference must not be followed: that is a failed assertion, which ends
-   the process. */
+    a time.
+    Failure: only the constructor from a pointer allocates (std::bad_alloc; the target is then
+    destroyed). A null reference must not be followed: that is a failed assertion, which ends the
+    process. */
 template <class T>
 class OXBOW_EXPORT OxbowRpm_StrongRef {
 public:

@@ -9,7 +9,7 @@
 #include <OxbowPoolManager/base/mem_Functions.h>
 
 /** Destroys a target that could not be given its counts, so that the caller has nothing to clean
- * up. */
+    up. */
 template <class T>
 class OxbowRpm_TargetOwner {
 public:

@@ -4,9 +4,10 @@
 #include <OxbowPoolManager/PrivateInterfaces/OxbowRpm_StrongRef.h>
 
 /** Sees its target without keeping it alive. It doesn't learn that the target has gone: IsNull()
-   tells only whether it refers to anything at all. Threads: as OxbowRpm_StrongRef. Failure: nothing
-   here allocates or raises. Following a null reference is a failed assertion, following one whose
-   target has gone calls abort: both are limits that the owner must respect. */
+    tells only whether it refers to anything at all.
+    Threads: as OxbowRpm_StrongRef.
+    Failure: nothing here allocates or raises. Following a null reference is a failed assertion,
+    following one whose target has gone calls abort: both are limits that the owner must respect. */
 template <class T>
 class OXBOW_EXPORT OxbowRpm_WeakRef {
 public:

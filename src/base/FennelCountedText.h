@@ -8,8 +8,8 @@
 
 /** The shared body of the string classes: immutable bytes with a use count and a terminator behind
     them. Copies share one block; the count is atomic, so copies of one text may live on several
-   threads, though one object belongs to one thread at a time. An empty text holds no block. Making
-   one from bytes raises std::bad_alloc; copying raises nothing. */
+    threads, though one object belongs to one thread at a time. An empty text holds no block. Making
+    one from bytes raises std::bad_alloc; copying raises nothing. */
 class OXBOW_EXPORT FennelCountedText {
 public:
     FennelCountedText() noexcept : mBlock(nullptr) {}
@@ -22,7 +22,7 @@ public:
     ~FennelCountedText();
 
     /** The bytes, good as long as this object holds them. A terminator stands behind the last one.
-     */
+    */
     std::string_view View() const noexcept;
 
 private:

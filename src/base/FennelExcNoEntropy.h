@@ -5,7 +5,7 @@
 #include <OxbowPoolManager/base/FennelSystemError.h>
 
 /** The operating system gave no random bytes, so no identifier can be made. Whatever asked for one
-   has changed nothing. */
+    has changed nothing. */
 class OXBOW_EXPORT FennelExcNoEntropy final : public FennelException {
 public:
     explicit FennelExcNoEntropy(FennelSystemError error) noexcept : mError(error) {}

@@ -7,9 +7,9 @@
 #include <cstdint>
 
 /** The root of every exception that the library raises, memory exhaustion (std::bad_alloc) apart.
-   It is not derived from std::exception: a host catches `const FennelException&`, or a class of the
-   family. A value of its own, copied freely; it owns no heap memory. One object belongs to one
-   thread at a time. The three reports raise std::bad_alloc. */
+    It is not derived from std::exception: a host catches `const FennelException&`, or a class of
+    the family. A value of its own, copied freely; it owns no heap memory. One object belongs to one
+    thread at a time. The three reports raise std::bad_alloc. */
 class OXBOW_EXPORT FennelException : public mem_AllocationOperators {
 public:
     FennelException() noexcept;
@@ -24,17 +24,17 @@ public:
     /** The class and the arguments that it keeps, in one line. */
     virtual atr_String AsString() const = 0;
     /** Raises a copy of this object as a value of its own class, so that a handler for that class
-       gets it; a host can pass a stored exception on with it. */
+        gets it; a host can pass a stored exception on with it. */
     [[noreturn]] virtual void Propagate() const = 0;
     /** A number that names the class; it never changes between versions. */
     virtual int GetCode() const = 0;
 
     /** Notes the place and raises the object through Propagate. `file` must live as long as the
-     * program. */
+        program. */
     [[noreturn]] void Throw(const char* file, int line);
 
     /** The place of the raise: a source of the library relative to its source folder, null before.
-     */
+    */
     const char* File() const noexcept { return mFile; }
     int Line() const noexcept { return mLine; }
 

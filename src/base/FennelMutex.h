@@ -4,7 +4,7 @@
 #include <OxbowPoolManager/base/mem_AllocationOperators.h>
 
 /** A lock behind an interface, so that who owns one need not know what it is made of. A thread
-   never takes one twice. */
+    never takes one twice. */
 class FennelMutex : public mem_AllocationOperators {
 public:
     virtual ~FennelMutex();

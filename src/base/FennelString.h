@@ -4,8 +4,8 @@
 #include <OxbowPoolManager/base/FennelCountedText.h>
 
 /** A text of the library: counted, immutable bytes in UTF-8, taken as they stand and never checked
-   or converted. Copies share the bytes and may live on several threads. Building and assigning from
-   bytes raise std::bad_alloc; copying raises nothing. */
+    or converted. Copies share the bytes and may live on several threads. Building and assigning
+    from bytes raise std::bad_alloc; copying raises nothing. */
 class OXBOW_EXPORT FennelString {
 public:
     FennelString() noexcept = default;
@@ -21,7 +21,7 @@ public:
     void Assign(const char* text, std::size_t length) { mText = FennelCountedText(text, length); }
 
     /** The bytes, good until this object changes or goes; a terminator stands behind the last one.
-     */
+    */
     std::string_view View() const noexcept { return mText.View(); }
     std::size_t GetLengthInByte() const noexcept { return mText.View().size(); }
 

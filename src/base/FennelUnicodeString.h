@@ -4,8 +4,8 @@
 #include <OxbowPoolManager/base/FennelCountedText.h>
 
 /** A file name or other text that leaves the program: counted, immutable bytes in UTF-8, taken as
-   they stand and never checked or converted. Copies share the bytes and may live on several
-   threads. Building and assigning from bytes raise std::bad_alloc; copying raises nothing. */
+    they stand and never checked or converted. Copies share the bytes and may live on several
+    threads. Building and assigning from bytes raise std::bad_alloc; copying raises nothing. */
 class OXBOW_EXPORT FennelUnicodeString {
 public:
     FennelUnicodeString() noexcept = default;
@@ -25,7 +25,7 @@ public:
     /** The bytes with a terminator, good until this object changes or goes. */
     const char* ConvertToChar() const noexcept { return mText.View().data(); }
     /** The bytes, good until this object changes or goes; a terminator stands behind the last one.
-     */
+    */
     std::string_view View() const noexcept { return mText.View(); }
     std::size_t GetLengthInByte() const noexcept { return mText.View().size(); }
 

@@ -4,9 +4,9 @@
 #include <cstdint>
 
 /** A random value, all 32 bits in use. Until FennelUtilsInitRand has been called each value is
-   drawn from the operating system, and nothing is kept between calls: a forked child never repeats
-   its parent. Raises FennelExcNoEntropy when the system gives none; a weaker source never takes its
-   place. Safe from any thread. */
+    drawn from the operating system, and nothing is kept between calls: a forked child never repeats
+    its parent. Raises FennelExcNoEntropy when the system gives none; a weaker source never takes
+    its place. Safe from any thread. */
 std::uint32_t FennelUtilsRand();
 
 /** From here on the values follow from `seed`, the same for the same seed. For runs that have to be

@@ -2,7 +2,7 @@
 #define OXBOW_FENNEL_MODULES_H
 
 /** A module's use count and the rule that all modules share: the first use adds 1 to the caller's
-   count, the end of the last one takes it back. A plain value that starts as zero in the image. */
+    count, the end of the last one takes it back. A plain value that starts as zero in the image. */
 struct FennelModuleUse {
     int mUses;
 
@@ -21,7 +21,7 @@ struct FennelModuleUse {
 };
 
 /** The modules of the base layer hold no state to set up; each counts its uses and no more. One
-   thread at a time, as all functions of this kind. */
+    thread at a time, as all functions of this kind. */
 void FennelBedrock_initialize(int& count);
 void FennelBedrock_finalize(int& count);
 void FennelAlloc_initialize(int& count);

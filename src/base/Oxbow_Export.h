@@ -2,7 +2,7 @@
 #define OXBOW_OXBOW_EXPORT_H
 
 /** Marks what leaves the shared library; everything else is compiled hidden. The static library
-   leaves the mark in place, where it has no effect. */
+    leaves the mark in place, where it has no effect. */
 #if defined(__GNUC__)
 #define OXBOW_EXPORT __attribute__((visibility("default")))
 #else

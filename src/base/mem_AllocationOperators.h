@@ -6,7 +6,7 @@
 #include <cstddef>
 
 /** Base class whose new and delete go through the library's allocator, so that an object made in
-   the host and deleted in the library, or the other way round, meets one heap. Holds nothing.
+    the host and deleted in the library, or the other way round, meets one heap. Holds nothing.
     Raises std::bad_alloc from new. Safe from any thread. */
 class OXBOW_EXPORT mem_AllocationOperators {
 public:

@@ -6,8 +6,8 @@
 #include <cstddef>
 
 /** The one door to memory: every block of the library comes from here and goes back through
-   mem_Free. Each function that can fail raises std::bad_alloc, so no caller tests a result; a size
-   of 0 gives a block of its own. Safe from any thread. */
+    mem_Free. Each function that can fail raises std::bad_alloc, so no caller tests a result; a size
+    of 0 gives a block of its own. Safe from any thread. */
 
 /** For objects. */
 void* mem_OperatorNewThrow(std::size_t size);
@@ -21,7 +21,7 @@ void* mem_OperatorNewTinyThrow(std::size_t size);
 /** For the tables and element arrays of lists. */
 void* mem_Malloc(std::size_t size);
 /** Changes a block's size and keeps its bytes. A null block with a positive size allocates; a size
-   of 0 frees the block and gives null. On failure the block is as it was. */
+    of 0 frees the block and gives null. On failure the block is as it was. */
 void* mem_Realloc(void* block, std::size_t size);
 /** Gives a block of any of these functions back; null is accepted. */
 OXBOW_EXPORT void mem_Free(void* block) noexcept;

@@ -71,8 +71,8 @@ DWORD SetFilePointer(HANDLE handle, LONG low, LONG* high, DWORD method);
 // than `count` anywhere.
 BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* got, void* overlapped);
 
-// Writes at the position and moves it. All or nothing for length and position: a failure leaves
-// both as they were, but bytes that the file held already may have been overwritten.
+// Writes at the position and moves it. A call is all or nothing for length and position: a failure
+// leaves both as they were, but bytes that the file held already may have been overwritten.
 BOOL WriteFile(HANDLE handle, const void* data, DWORD count, DWORD* written, void* overlapped);
 
 // Returns when all that was written has reached the device, the name of a file made by this handle

@@ -182,6 +182,72 @@ TEST_F(Documents, AppendPoolRefusesBeforeItWrites) {
     }
 }
 
+TEST_F(Documents, AFailedCopyNeverBreaksTheChain) {
+    {
+        OxbowRpm_Document document("TEST");
+        Put(document.AddFile(Name("source"), kCreate), std::string(600000, 's'));
+        document.Close();
+    }
+    // Before the copy: no pool but an empty one, data, data and an empty pool. Then the n-th write of
+    // the copy fails, and the host goes on with a pool of its own, or a second copy.
+    for (int before = 0; before < 3; ++before) {
+        for (int n = 0; n < 5; ++n) {
+            for (const bool again : {false, true}) {
+                SCOPED_TRACE(std::to_string(before) + " " + std::to_string(n));
+                OxbowRpm_Document sources("TEST");
+                const OxbowRpm_Pool source = sources.AddFile(Name("source"), kRead).Pool();
+                OxbowRpm_Document document("TEST");
+                OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
+                if (before > 0) {
+                    Put(file, "before");
+                }
+                if (before > 1) {
+                    file.NewPool();
+                }
+                TestPlatform::Reset();
+                TestPlatform::FailNext(TestPlatform::Write, 28, n);
+                const int code = CodeOf([&] { file.AppendPool(source); });
+                TestPlatform::Reset();
+                if (code == 0 || !again) {
+                    file.NewPool();
+                    Put(file, "behind");
+                } else if (CodeOf([&] { file.AppendPool(source); }) != 0) {
+                    EXPECT_GE(n, 3) << "the copy stands, only a header write failed";
+                    file.NewPool();
+                    Put(file, "behind");
+                }
+                document.Close();
+                OxbowRpm_Document reader("TEST");
+                OxbowRpm_File back = reader.AddFile(Name("f"), kRead);
+                if (before > 0) {
+                    EXPECT_EQ(Get(back.Pool(0).Start(), 6), "before");
+                }
+                const std::string last = Get(back.Start(), 600000);
+                EXPECT_TRUE(last.substr(0, 6) == "behind" || last == std::string(600000, 's'));
+            }
+        }
+    }
+}
+
+TEST_F(Documents, AppendPoolRefusesItsOwnAndWhatHasGrownSince) {
+    MakeFile("own", 1);
+    OxbowRpm_Document document("TEST");
+    OxbowRpm_File own = document.AddFile(Name("own"), kUpdate);
+    own.NewPool();
+    Store("twin", Bytes("own"));
+    document.Close(document.AddFile(Name("twin"), kRead));  // leaves own's pools unbound
+    EXPECT_EQ(CodeOf([&] { own.AppendPool(own.Pool()); }), OxbowExcPoolAlreadyInDoc().GetCode());
+
+    MakeFile("grows", 1);
+    OxbowRpm_Document writer("TEST"), stale("TEST");
+    OxbowRpm_File grows = writer.AddFile(Name("grows"), kUpdate);
+    const OxbowRpm_Pool seen = stale.AddFile(Name("grows"), kRead).Pool();
+    Put(grows, "more than was seen");
+    grows.NewPool();
+    EXPECT_EQ(CodeOf([&] { own.AppendPool(seen); }), OxbowExcShortPool().GetCode());
+    EXPECT_EQ(own.PoolCount(), 2u);
+}
+
 TEST_F(Documents, AFailedAllocationLeavesTheDocumentWorking) {
     MakeFile("a", 20);
     MakeFile("b", 1);

@@ -4,9 +4,9 @@
 #include "OxbowRpm/impl/OxbowRpm_PoolMap.h"
 
 /** Notes what is bound in a map and, unless told that all went well, brings that back. Opening a
-   file binds its pools one by one; if it fails on the way, items would be left that refer to
-   destroyed pools, and pools of other files would have lost theirs. UUIDs that were added stay,
-   without a pool. */
+    file binds its pools one by one; if it fails on the way, items would be left that refer to
+    destroyed pools, and pools of other files would have lost theirs. UUIDs that were added stay,
+    without a pool. */
 class OxbowRpm_BindingGuard {
 public:
     /** Raises std::bad_alloc. The map outlives the guard. */

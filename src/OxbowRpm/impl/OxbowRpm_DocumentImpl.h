@@ -9,7 +9,7 @@
 #include "list/cow_List.h"
 
 /** What a document does; OxbowRpm_Document tells it. Holds the map and the files strongly;
-   everything below refers back by plain pointers and weak references. */
+    everything below refers back by plain pointers and weak references. */
 class OxbowRpm_DocumentImpl : public mem_AllocationOperators {
 public:
     explicit OxbowRpm_DocumentImpl(const char* userSignature);

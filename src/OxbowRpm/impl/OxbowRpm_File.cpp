@@ -7,7 +7,7 @@
 namespace {
 
 /** An existing file of 0 bytes opens as one without pools: a caller can meet that, so it is no
- * assertion. */
+    assertion. */
 OxbowRpm_WeakRef<OxbowRpm_PoolImpl> LastPoolOf(const OxbowRpm_FileImpl& file) {
     if (file.PoolCount() == 0) {
         OxbowExcValidationFailure failure;

@@ -23,6 +23,11 @@ using WeakPoolRef = OxbowRpm_WeakRef<OxbowRpm_PoolImpl>;
 /** A pool is copied through one buffer of this size, however long it is. */
 constexpr std::uint64_t kCopyChunk = 0x40000;
 
+[[noreturn]] void RaiseShortPool(int line) {
+    OxbowExcShortPool failure;
+    failure.Throw(__FILE__, line);
+}
+
 }  // namespace
 
 OxbowRpm_FileImpl::OxbowRpm_FileImpl(OxbowRpm_DocumentImpl* document)
@@ -82,13 +87,12 @@ WeakPoolRef OxbowRpm_FileImpl::NewPool() {
 
 WeakPoolRef OxbowRpm_FileImpl::NewPool(const DirectoryRef& directory) {
     RefuseNewPoolIfReadOnly();
-    const std::uint64_t start = CurrentPoolIsEmpty() ? LastPool()->StartPosition() : mLogicalEnd;
-    const PoolRef pool(new OxbowRpm_PoolImpl(this, directory, start));
+    const PoolRef pool(new OxbowRpm_PoolImpl(this, directory, NextStart()));
     pool->InitEmpty();
     DropCurrentPoolIfEmpty();
     // The order of the two header writes keeps the chain sound: until the old pool is sealed, it
     // takes in whatever stands behind it.
-    RetireCurrentPool();
+    RetireCurrentPool(pool->StartPosition());
     AddPool(pool);
     pool->MakeMutable();
     return WeakPoolRef(pool);
@@ -96,39 +100,58 @@ WeakPoolRef OxbowRpm_FileImpl::NewPool(const DirectoryRef& directory) {
 
 WeakPoolRef OxbowRpm_FileImpl::AppendPool(OxbowRpm_PoolImpl* source) {
     RefuseNewPoolIfReadOnly();
-    mDocument->Map()->CheckPoolNotInDoc(source->Directory()->MyUUID());
-    source->CheckCopyable(UserSignature());
-    DropCurrentPoolIfEmpty();
-    const std::uint64_t start = mLogicalEnd;
-    CopyFrom(source, start);
-
+    CheckCopyable(source);
+    // Memory comes before the first change. The directory is filled from the copy.
+    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(kCopyChunk));
     const DirectoryRef directory(new OxbowRpm_PoolDirectoryImpl(mDocument->Map()));
-    const PoolRef pool(new OxbowRpm_PoolImpl(this, directory, start));
+    const PoolRef pool(new OxbowRpm_PoolImpl(this, directory, NextStart()));
+    DropCurrentPoolIfEmpty();
+    CopyFrom(source, pool->StartPosition(), buffer.Bytes());
     pool->ReadHeader(mLogicalEnd);
-    RetireCurrentPool();
+    if (pool->WholeLength() != source->WholeLength()) {
+        RaiseShortPool(__LINE__);
+    }
+    RetireCurrentPool(pool->StartPosition());
     AddPool(pool);
     pool->MakeMutable();
     return WeakPoolRef(pool);
 }
 
-void OxbowRpm_FileImpl::CopyFrom(OxbowRpm_PoolImpl* source, std::uint64_t start) {
-    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(kCopyChunk));
+void OxbowRpm_FileImpl::CheckCopyable(OxbowRpm_PoolImpl* source) const {
+    mDocument->Map()->CheckPoolNotInDoc(source->Directory()->MyUUID());
+    // A pool of this document can stand unbound: a file that had taken its place was closed.
+    if (source->File()->mDocument == mDocument) {
+        OxbowExcPoolAlreadyInDoc failure;
+        failure.Throw(__FILE__, __LINE__);
+    }
+    source->CheckCopyable(UserSignature());
+}
+
+void OxbowRpm_FileImpl::CopyFrom(OxbowRpm_PoolImpl* source, std::uint64_t start, char* buffer) {
     std::uint64_t from = source->StartPosition();
     std::uint64_t to = start;
     std::uint64_t remaining = source->WholeLength();
     AllocateUpTo(start + remaining);
     while (remaining != 0) {
         const std::uint64_t count =
-            source->File()->ReadAt(from, std::min(remaining, kCopyChunk), buffer.Bytes());
+            source->File()->ReadAt(from, std::min(remaining, kCopyChunk), buffer);
         if (count == 0) {
-            OxbowExcShortPool failure;
-            failure.Throw(__FILE__, __LINE__);
+            RaiseShortPool(__LINE__);
         }
-        WriteAt(to, count, buffer.Bytes());
+        WriteAt(to, count, buffer);
         from += count;
         to += count;
         remaining -= count;
     }
+}
+
+/** In the place of a last pool without data, else at the logical end. A file without any pool begins
+    anew, whatever a failed copy has left in it. */
+std::uint64_t OxbowRpm_FileImpl::NextStart() const {
+    if (mCurrentPoolIndex < 0) {
+        return 0;
+    }
+    return CurrentPoolIsEmpty() ? LastPool()->StartPosition() : mLogicalEnd;
 }
 
 void OxbowRpm_FileImpl::RefuseNewPoolIfReadOnly() const {
@@ -143,20 +166,23 @@ bool OxbowRpm_FileImpl::CurrentPoolIsEmpty() const {
 }
 
 void OxbowRpm_FileImpl::DropCurrentPoolIfEmpty() {
+    if (mCurrentPoolIndex < 0) {
+        mLogicalEnd = 0;
+    }
     if (!CurrentPoolIsEmpty()) {
         return;
     }
     const PoolRef dropped = mPoolContainer[mCurrentPoolIndex];
+    mPoolContainer.Resize(mCurrentPoolIndex);  // the one step that can fail
     mDocument->Map()->NullifyPool(dropped->Directory()->MySlot());
-    mPoolContainer.Resize(mCurrentPoolIndex);
     mLogicalEnd = dropped->StartPosition();
     --mCurrentPoolIndex;
 }
 
-void OxbowRpm_FileImpl::RetireCurrentPool() {
+void OxbowRpm_FileImpl::RetireCurrentPool(std::uint64_t nextStart) {
     if (mCurrentPoolIndex >= 0) {
         LastPool()->CheckSealable();
-        LastPool()->MakeImmutable();
+        LastPool()->MakeImmutable(nextStart);
     }
 }
 

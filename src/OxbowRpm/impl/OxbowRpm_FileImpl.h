@@ -15,14 +15,14 @@ class OxbowRpm_DocumentImpl;
     passes. The document owns it and outlives it; it owns its pools.
 
     The logical end is where the next pool will start. It runs ahead of the file's true size,
-   because booking a range writes nothing; the file grows when a write reaches past its end.
+    because booking a range writes nothing; the file grows when a write reaches past its end.
     Threads: ReadAt and WriteAt may come from several; whoever changes the chain must be alone. */
 class OXBOW_EXPORT OxbowRpm_FileImpl : public mem_AllocationOperators {
 public:
     explicit OxbowRpm_FileImpl(OxbowRpm_DocumentImpl* document);
 
     /** Each is called once, on a new object; after a failure the object is only good for
-     * destruction. */
+        destruction. */
     void OpenForRead(const FennelUnicodeString& name, int sharing);
     void OpenForUpdate(const FennelUnicodeString& name, int sharing);
     void OpenNew(const FennelUnicodeString& name, int sharing);
@@ -40,7 +40,7 @@ public:
 
     void Flush();
     /** Flushes, unbinds the pools in the map and closes the file. The pools live on until this
-     * goes. */
+        goes. */
     void Close();
 
     /** Raises OxbowExcAllocReadOnly if a read-only file would have to grow. */
@@ -63,8 +63,10 @@ private:
     void ScanPools();
     std::uint64_t ReadPool(std::uint64_t position);
     void DropCurrentPoolIfEmpty();
-    void CopyFrom(OxbowRpm_PoolImpl* source, std::uint64_t start);
-    void RetireCurrentPool();
+    void CheckCopyable(OxbowRpm_PoolImpl* source) const;
+    void CopyFrom(OxbowRpm_PoolImpl* source, std::uint64_t start, char* buffer);
+    void RetireCurrentPool(std::uint64_t nextStart);
+    std::uint64_t NextStart() const;
     void AddPool(const OxbowRpm_StrongRef<OxbowRpm_PoolImpl>& pool);
     void RefuseNewPoolIfReadOnly() const;
     bool CurrentPoolIsEmpty() const;

@@ -9,13 +9,14 @@
 #include "platform/platform_FileCalls.h"
 
 /** One open file of the operating system: the only class that makes the platform's file calls. It
-   turns each failure into an exception, and knows nothing of pools.
+    turns each failure into an exception, and knows nothing of pools.
 
     Open paths are called once, on a new object; after a failed one the object is closed. `sharing`:
-   1 lets others read, 2 lets them read and write, anything else is the path's default (a reader
-   lets others write, a writer doesn't). After a failed transfer the file stays open and the
-   platform's position is unknown. Threads: no lock of its own; Mutex() is for callers, around a
-   Seek and the transfer behind it. */
+    1 lets others read, 2 lets them read and write, anything else is the path's default (a reader
+    lets others write, a writer doesn't). After a failed transfer the file stays open and the
+    platform's position is unknown.
+    Threads: no lock of its own; Mutex() is for callers, around a Seek and the transfer behind it.
+*/
 class OxbowRpm_OSFile {
 public:
     OxbowRpm_OSFile();
@@ -31,7 +32,7 @@ public:
     void Create(const FennelUnicodeString& path, int sharing);
 
     /** From the file's start; past the end is no failure. Raises OxbowExcSystemError
-     * ("SetFilePointer"). */
+        ("SetFilePointer"). */
     void Seek(const std::uint64_t& position);
     /** Gives less than `length` only when the file has ended. Raises OxbowExcReadError. */
     std::uint64_t Read(void* buffer, std::uint64_t length);

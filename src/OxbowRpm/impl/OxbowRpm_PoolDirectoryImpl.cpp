@@ -45,13 +45,16 @@ void OxbowRpm_PoolDirectoryImpl::InitNew() {
     OxbowASSERT(mMapSlotList.Length() == 0);
     const PoolUUID uuid = MakeUUID();
     OxbowASSERT(mMap->LookupByUUID(uuid) < 0);
-    const std::int32_t mySlot = mMap->Add(uuid);
-    mMapSlotList.Append(mySlot);
-    const std::int32_t len = mMap->Length() - 1;
-    OxbowASSERT(mySlot == len);
+    // The list is made before the map grows: a failure leaves no UUID that has no directory.
+    const std::int32_t len = mMap->Length();
+    cow_List<int> slots;
+    slots.Append(len);
     for (std::int32_t slot = 0; slot < len; ++slot) {
-        mMapSlotList.Append(slot);
+        slots.Append(slot);
     }
+    const std::int32_t mySlot = mMap->Add(uuid);
+    OxbowASSERT(mySlot == len);
+    mMapSlotList = slots;
 }
 
 void OxbowRpm_PoolDirectoryImpl::InitFromUUIDs(const PoolUUID* uuids, std::int32_t count) {

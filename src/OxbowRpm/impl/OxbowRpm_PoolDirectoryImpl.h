@@ -11,8 +11,8 @@
 #include "list/cow_List.h"
 
 /** The pools that the locators stored in one pool may name: entry i is the map slot of the pool
-   that directory slot i names, and entry 0 is the pool itself. Filled once, then unchanged for
-   good, since stored locators hold its indices. One thread at a time. */
+    that directory slot i names, and entry 0 is the pool itself. Filled once, then unchanged for
+    good, since stored locators hold its indices. One thread at a time. */
 class OXBOW_EXPORT OxbowRpm_PoolDirectoryImpl : public mem_AllocationOperators {
 public:
     explicit OxbowRpm_PoolDirectoryImpl(const OxbowRpm_WeakRef<OxbowRpm_PoolMap>& map);
@@ -40,7 +40,7 @@ public:
 
     static void TestForceUUID(const char* uuid);
     /** Seeds the random source from the clock, for a host that wants that; identifiers are then
-       only as unlike as the moments of their seeds. */
+        only as unlike as the moments of their seeds. */
     static void SeedUUIDGenerator();
 
 private:

@@ -2,6 +2,8 @@
 
 #include <OxbowPoolManager/OxbowExceptions.h>
 
+#include <algorithm>
+
 #include "OxbowRpm/impl/OxbowRpm_FileImpl.h"
 #include "OxbowRpm/impl/OxbowRpm_PoolDirectoryImpl.h"
 #include "OxbowRpm/impl/OxbowRpm_PoolMap.h"
@@ -35,7 +37,7 @@ OxbowRpm_PoolImpl::OxbowRpm_PoolImpl(
       mHeaderWord2(0) {}
 
 void OxbowRpm_PoolImpl::InitEmpty() {
-    mDataOffset = OxbowRpm_Header::DataOffset(static_cast<std::uint32_t>(mDirectory->Length()));
+    mDataOffset = HeaderSize();
     mLength = mDataOffset;
 }
 
@@ -98,27 +100,43 @@ void OxbowRpm_PoolImpl::ReadDirectory(std::uint32_t count, std::uint64_t fileEnd
                               static_cast<std::int32_t>(count));
 }
 
-void OxbowRpm_PoolImpl::WriteHeader() {
-    SetImmutable(mImmutable);
+std::uint32_t OxbowRpm_PoolImpl::HeaderSize() const {
+    return OxbowRpm_Header::DataOffset(static_cast<std::uint32_t>(mDirectory->Length()));
 }
 
-void OxbowRpm_PoolImpl::SetImmutable(bool immutable) {
-    const auto count = static_cast<std::uint32_t>(mDirectory->Length());
-    const std::uint32_t size = OxbowRpm_Header::DataOffset(count);
-    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(size));
-    mImmutable = immutable;
+void OxbowRpm_PoolImpl::WriteHeader() {
+    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(HeaderSize()));
+    WriteHeader(buffer.Bytes(), mImmutable ? mLength : 0);
+}
 
+void OxbowRpm_PoolImpl::MakeImmutable(std::uint64_t end) {
+    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(HeaderSize()));
+    // A copy that failed has left bytes behind this pool. They become part of it, as they would at
+    // the next opening; a gap would end the chain.
+    mLength = std::max(mLength, end - mStart);
+    mImmutable = true;
+    WriteHeader(buffer.Bytes(), mLength);
+}
+
+void OxbowRpm_PoolImpl::MakeMutable() {
+    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(HeaderSize()));
+    WriteHeader(buffer.Bytes(), 0);
+    mImmutable = false;
+}
+
+void OxbowRpm_PoolImpl::WriteHeader(char* bytes, std::uint64_t length) {
     OxbowRpm_Header header;
     header.mUserSignature = mFile->UserSignature();
-    header.mLength = mImmutable ? mLength : 0;
+    header.mLength = length;
     header.mWord1 = mHeaderWord1;
     header.mWord2 = mHeaderWord2;
-    header.mCount = count;
-    header.Encode(buffer.Bytes());
-    mDirectory->WriteUUIDs(buffer.Bytes() + OxbowRpm_Header::kSize);
+    header.mCount = static_cast<std::uint32_t>(mDirectory->Length());
+    header.Encode(bytes);
+    mDirectory->WriteUUIDs(bytes + OxbowRpm_Header::kSize);
 
+    const std::uint32_t size = HeaderSize();
     mFile->AllocateUpTo(mStart + size);
-    mFile->WriteAt(mStart, size, buffer.Bytes());
+    mFile->WriteAt(mStart, size, bytes);
 }
 
 void OxbowRpm_PoolImpl::CheckSealable() const {
@@ -131,7 +149,8 @@ void OxbowRpm_PoolImpl::CheckSealable() const {
 void OxbowRpm_PoolImpl::CheckCopyable(std::uint32_t userSignature) const {
     char header[OxbowRpm_Header::kSize];
     ReadIdentity(header, userSignature);
-    if (mFile->TrueSize() < mStart + mLength) {
+    const std::uint64_t stored = OxbowRpm_Header::Decode(header).mLength;
+    if (mFile->TrueSize() < mStart + mLength || (stored != 0 && stored != mLength)) {
         Raise<OxbowExcShortPool>(__LINE__);
     }
 }

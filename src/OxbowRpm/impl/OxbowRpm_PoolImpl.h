@@ -9,12 +9,12 @@
 #include "OxbowRpm/impl/OxbowRpm_Header.h"
 
 /** A pool in memory: its place in the file, its lengths and its directory. Made, owned and
-   destroyed by its file. Positions count from the start of the file, offsets from the first byte of
-   the data.
+    destroyed by its file. Positions count from the start of the file, offsets from the first byte
+    of the data.
 
     Invariants in a file's chain: mLength >= mDataOffset, and the map's item of the directory's own
-   slot refers to this pool. Exactly one pool of a writable file, the last, is not immutable; none
-   of a read-only one. One thread at a time changes a pool; transfers may come from several. */
+    slot refers to this pool. Exactly one pool of a writable file, the last, is not immutable; none
+    of a read-only one. One thread at a time changes a pool; transfers may come from several. */
 class OXBOW_EXPORT OxbowRpm_PoolImpl : public mem_AllocationOperators {
 public:
     OxbowRpm_PoolImpl(OxbowRpm_FileImpl* file,
@@ -25,19 +25,21 @@ public:
     void InitEmpty();
     /** Loads the pool from the file, which ends at `fileEnd`. Raises OxbowExcCorruptHeader,
         OxbowExcNotOxbowFile, OxbowExcNeedUpgrade, OxbowExcUserSigMismatch,
-       OxbowExcCorruptDirectory, what the directory raises, and read failures. A pool that raised is
-       of no further use. */
+        OxbowExcCorruptDirectory, what the directory raises, and read failures. A pool that raised
+        is of no further use. */
     void ReadHeader(std::uint64_t fileEnd);
     /** Rewrites header and directory with one write. */
     void WriteHeader();
-    /** Seal and unseal, and write that to the file. */
-    void MakeImmutable() { SetImmutable(true); }
-    void MakeMutable() { SetImmutable(false); }
+    /** Seals the pool, which reaches up to `end` at least, and writes that. */
+    void MakeImmutable(std::uint64_t end);
+    /** Writes the header of a pool that can grow, and lets it grow once that stands: what is stored in
+        a pool without a header would be lost, and the chain behind it with it. */
+    void MakeMutable();
     /** Raises OxbowExcIOBounds if the length is more than a sealed header can tell. */
     void CheckSealable() const;
     /** Tests what can be tested of the pool's bytes before they are copied into a document with
-       that user signature: the failures of a header, and OxbowExcShortPool if the file ends before
-       the pool. */
+        that user signature: the failures of a header, and OxbowExcShortPool if the file ends before
+       the pool, or if a writer has made the pool longer since this document read its header. */
     void CheckCopyable(std::uint32_t userSignature) const;
 
     /** Not bounded by the data; short only at the file's end. */
@@ -58,7 +60,8 @@ public:
     std::uint64_t WholeLength() const { return mLength; }
 
 private:
-    void SetImmutable(bool immutable);
+    std::uint32_t HeaderSize() const;
+    void WriteHeader(char* bytes, std::uint64_t length);
     void ReadIdentity(char* header, std::uint32_t userSignature) const;
     void TakeLength(std::uint64_t stored, std::uint64_t fileEnd);
     void ReadDirectory(std::uint32_t count, std::uint64_t fileEnd);

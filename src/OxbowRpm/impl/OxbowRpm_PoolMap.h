@@ -11,11 +11,11 @@
 #include "list/cow_List.h"
 
 /** A document's table of pools: an item's index is its slot, which holds for the life of this
-   object. Items are only ever added. An item may stand without a pool: another pool's directory
-   names it, its file was closed, or its directory has no pool.
+    object. Items are only ever added. An item may stand without a pool: another pool's directory
+    names it, its file was closed, or its directory has no pool.
 
     Slots are the callers' contract and asserted. One thread at a time: translating a locator writes
-   to the matrix, although nobody sees a change. */
+    to the matrix, although nobody sees a change. */
 class OXBOW_EXPORT OxbowRpm_PoolMap : public mem_AllocationOperators {
 public:
     /** The matrix counts its cells in a signed 32-bit number. */
@@ -27,7 +27,8 @@ public:
     /** The slot, or -1. */
     std::int32_t LookupByUUID(const PoolUUID& uuid) const;
     /** Adds an unbound item and gives its slot. Raises OxbowExcPoolAlreadyInDoc,
-       OxbowExcValidationFailure when the map is full, std::bad_alloc; the map is unchanged then. */
+        OxbowExcValidationFailure when the map is full, std::bad_alloc; the map is unchanged then.
+    */
     std::int32_t Add(const PoolUUID& uuid);
     /** Raises OxbowExcPoolAlreadyInDoc if a pool is bound to the UUID's item. */
     void CheckPoolNotInDoc(const PoolUUID& uuid) const;

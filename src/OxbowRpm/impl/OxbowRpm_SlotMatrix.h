@@ -5,7 +5,7 @@
 #include <cstdint>
 
 /** A square of cells, each -1 until it is known: for a pool and a target, at which place of the
-   pool's directory the target stands. */
+    pool's directory the target stands. */
 class OxbowRpm_SlotMatrix {
 public:
     /** Every cell -1. Raises std::bad_alloc. */

@@ -6,8 +6,8 @@
 #include "OxbowRpm/impl/OxbowRpm_Bytes.h"
 
 /** The stored form of a locator, 12 bytes: the offset, then the place of the target in the
-   directory that belongs to the stored bytes; any negative place means no target. It makes no file
-   call. */
+    directory that belongs to the stored bytes; any negative place means no target. It makes no file
+    call. */
 struct OxbowRpm_StoredLocator {
     static constexpr std::uint32_t kSize = 12;
 

@@ -13,7 +13,7 @@
 constexpr std::uint64_t kOxbowRpm_LeastStreamBuffer = 16;
 
 /** A stream that has carried `done` bytes may carry `length` more, unless that passes a limit,
-   which 0 is not. Raises OxbowExcShortBuffer. */
+    which 0 is not. Raises OxbowExcShortBuffer. */
 inline void OxbowRpm_CheckStreamLimit(std::uint64_t done, std::uint64_t length,
                                       std::uint64_t limit) {
     if (limit != 0 && OxbowRpm_SaturatedSum(done, length) > limit) {
@@ -24,7 +24,7 @@ inline void OxbowRpm_CheckStreamLimit(std::uint64_t done, std::uint64_t length,
 }
 
 /** The size of a stream's buffer as the allocator takes it. Raises std::bad_alloc if it doesn't
- * fit. */
+    fit. */
 inline std::size_t OxbowRpm_StreamBufferBytes(std::uint64_t size) {
     if (size > SIZE_MAX) {
         throw std::bad_alloc();

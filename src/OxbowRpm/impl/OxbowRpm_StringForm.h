@@ -4,7 +4,7 @@
 #include <cstdint>
 
 /** The stored form of a string: a signed 32-bit length, the bytes, and zeros up to a multiple of 4.
- */
+*/
 constexpr std::uint32_t kOxbowRpm_MaxStringLength = 0x7FFFFFFFu;
 
 /** Bytes and padding. */

@@ -33,7 +33,7 @@
     }
 
 /** A number from a caller or from stored data is out of range, or an operation has nothing to act
- * on. */
+    on. */
 OXBOW_PLAIN_EXCEPTION(OxbowExcValidationFailure);
 /** The pool that a locator names is not open. */
 OXBOW_PLAIN_EXCEPTION(OxbowExcCantDerefLocator);
@@ -87,7 +87,7 @@ private:
 };
 
 /** A write or a booking would pass the end of what there may be. Offsets in bytes of the pool's
-   data; an end that would pass 2^64 - 1 is given as that value. */
+    data; an end that would pass 2^64 - 1 is given as that value. */
 class OXBOW_EXPORT OxbowExcIOBounds : public FennelException {
 public:
     OxbowExcIOBounds(std::uint64_t offset, std::uint64_t end, std::uint64_t limit);
@@ -180,7 +180,7 @@ private:
 };
 
 /** A request exceeds a stream's internal buffer, or the data that is left. Values are cut to 32
- * bits. */
+    bits. */
 class OXBOW_EXPORT OxbowExcRequestTooBig : public FennelException {
 public:
     OxbowExcRequestTooBig(unsigned int requested, unsigned int available);

@@ -4,8 +4,8 @@
 #include <OxbowPoolManager/base/Oxbow_Export.h>
 
 /** The reporters behind the two kinds of check. Each writes three lines to stderr: the condition,
-   the place, and where to set a breakpoint. They take no lock: two threads that fail at once may
-   mix lines. */
+    the place, and where to set a breakpoint. They take no lock: two threads that fail at once may
+    mix lines. */
 class OXBOW_EXPORT OxbowRpm_Assert {
 public:
     /** Prints the report and comes back; the macro then stops the process. */
@@ -19,11 +19,12 @@ public:
 #if defined(__GNUC__)
 #define OXBOW_STOP() __builtin_trap()
 #else
-#define OXBOW_STOP() ::abort()
+#include <cstdlib>
+#define OXBOW_STOP() std::abort()
 #endif
 
 /** The forms that take the condition and its text apart, for a text that would not compile cleanly.
- */
+*/
 #define OXBOW_ASSERT_TEXT(condition, text)                                       \
     do {                                                                         \
         if (!(condition)) {                                                      \
@@ -41,7 +42,7 @@ public:
 /** A contract between the library's parts or with its caller: a failure ends the process. */
 #define OxbowASSERT(condition) OXBOW_ASSERT_TEXT(condition, #condition)
 /** A number that comes from a caller or from stored data: a failure raises
- * OxbowExcValidationFailure. */
+    OxbowExcValidationFailure. */
 #define OxbowVALIDATE(condition) OXBOW_VALIDATE_TEXT(condition, #condition)
 
 #endif

@@ -22,8 +22,8 @@ public:
     virtual ~OxbowRpm_BStreamRead();
 
     /** Gives a pointer to the next bytes, without alignment, good until the next call on the
-       stream, and counts them as read. A length of 0 is a failed assertion, which ends the process.
-     */
+        stream, and counts them as read. A length of 0 is a failed assertion, which ends the
+        process. */
     virtual const char* PrepRead(std::uint64_t requestedLength) = 0;
     /** Copies the next bytes out. A length of 0 does nothing. */
     virtual void ReadBlock(void* destination, std::uint32_t length) = 0;
@@ -31,8 +31,8 @@ public:
     virtual const OxbowRpm_PoolDirectoryImpl& SourceDir() const = 0;
 
     /** Strings: a 32-bit length, the bytes, and padding to a multiple of 4, which is skipped. A
-       text ends at its first zero byte. A negative length raises OxbowExcValidationFailure. After a
-       failure the value is as it was, and the stream stands behind what it had taken. */
+        text ends at its first zero byte. A negative length raises OxbowExcValidationFailure. After
+        a failure the value is as it was, and the stream stands behind what it had taken. */
     void Read(FennelString& value);
     void Read(FennelUnicodeString& value);
     /** A 32-bit scalar. */

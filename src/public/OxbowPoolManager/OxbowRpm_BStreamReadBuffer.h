@@ -8,9 +8,11 @@ class OxbowRpm_Pool;
 class OxbowRpm_PoolDirectory;
 
 /** Reads from a block of the caller's memory, which must outlive the stream. PrepRead points
-   straight into it. A stream without a directory carries no locator but the null one: asking it for
-   its directory ends the process. Threads: one at a time. Allocates nothing. Raises:
-   OxbowExcShortBuffer (requested, left) when fewer bytes are left; the stream is as it was. */
+    straight into it. A stream without a directory carries no locator but the null one: asking it
+    for its directory ends the process.
+    Threads: one at a time. Allocates nothing.
+    Raises: OxbowExcShortBuffer (requested, left) when fewer bytes are left; the stream is as it
+    was. */
 class OXBOW_EXPORT OxbowRpm_BStreamReadBuffer : public OxbowRpm_BStreamRead {
 public:
     OxbowRpm_BStreamReadBuffer(const char* buffer, std::uint64_t length);

@@ -5,19 +5,20 @@
 #include <OxbowPoolManager/OxbowRpm_Locator.h>
 
 /** Reads forwards from a locator through an internal buffer; blocks larger than the buffer go past
-   it.
+    it.
 
     Ownership: keeps a copy of the locator, which keeps nothing alive; owns its buffer, made when
-   first needed. Threads: one at a time, the document's. Raises: OxbowExcShortBuffer (total reached,
-   limit) past the limit; OxbowExcRequestTooBig (requested, bytes at hand) when a request exceeds
-   the buffer or the file has ended; the stream has moved on by nothing then.
-   OxbowExcCantDerefLocator and the platform's failures pass through; after one of those the stream
-   is not to be used again. A block larger than the buffer that meets the file's end comes back
-    short without a failure: its destination keeps what it held. */
+    first needed.
+    Threads: one at a time, the document's.
+    Raises: OxbowExcShortBuffer (total reached, limit) past the limit; OxbowExcRequestTooBig
+    (requested, bytes at hand) when a request exceeds the buffer or the file has ended; the stream
+    has moved on by nothing then. OxbowExcCantDerefLocator and the platform's failures pass through;
+    after one of those the stream is not to be used again. A block larger than the buffer that meets
+    the file's end comes back short without a failure: its destination keeps what it held. */
 class OXBOW_EXPORT OxbowRpm_BStreamReadLocator : public OxbowRpm_BStreamRead {
 public:
     /** `limit`: the most bytes that the stream may deliver, 0 for no limit. Without one a read can
-       run past the pool's data. `bufferSize`: at least 16 bytes are taken. */
+        run past the pool's data. `bufferSize`: at least 16 bytes are taken. */
     OxbowRpm_BStreamReadLocator(const OxbowRpm_Locator& start, const std::uint64_t& limit,
                                 std::uint64_t bufferSize);
     ~OxbowRpm_BStreamReadLocator() override;

@@ -13,19 +13,20 @@
     Ownership: the caller makes one of the concrete streams and passes it as this class. Not copied.
     Threads: a stream belongs to one thread at a time.
     Raises: what the concrete stream raises, and std::bad_alloc. The destructor of a stream may
-   raise, too. Units: bytes; stored numbers are little-endian. */
+    raise, too.
+    Units: bytes; stored numbers are little-endian. */
 class OXBOW_EXPORT OxbowRpm_BStreamWrite : public mem_AllocationOperators {
 public:
     OxbowRpm_BStreamWrite() = default;
     OxbowRpm_BStreamWrite(const OxbowRpm_BStreamWrite&) = delete;
     OxbowRpm_BStreamWrite& operator=(const OxbowRpm_BStreamWrite&) = delete;
     /** A stream that holds bytes back writes them here, and what fails then leaves the destructor.
-     */
+    */
     virtual ~OxbowRpm_BStreamWrite() noexcept(false);
 
     /** Reserves the next bytes and gives a pointer to them, without alignment; the caller fills all
-       of them before its next call on the stream. A length of 0 is a failed assertion, which ends
-       the process. */
+        of them before its next call on the stream. A length of 0 is a failed assertion, which ends
+        the process. */
     virtual char* PrepWrite(std::uint64_t requestedLength) = 0;
     /** Appends bytes. A length of 0 does nothing. */
     virtual void WriteBlock(const void* source, std::uint32_t length) = 0;
@@ -33,8 +34,8 @@ public:
     virtual const OxbowRpm_PoolDirectoryImpl& SourceDir() const = 0;
 
     /** Strings: a 32-bit length, the bytes, and zeros to a multiple of 4. A text of 2^31 bytes or
-       more raises OxbowExcValidationFailure before anything is written. A failure behind the length
-       leaves that in the stream without its text. */
+        more raises OxbowExcValidationFailure before anything is written. A failure behind the
+        length leaves that in the stream without its text. */
     void Write(const FennelString& value);
     void Write(const FennelUnicodeString& value);
     void Write(const char* value);

@@ -8,10 +8,11 @@ class OxbowRpm_Pool;
 class OxbowRpm_PoolDirectory;
 
 /** Writes into a block of the caller's memory, which must outlive the stream. PrepWrite points
-   straight into it. A stream without a directory carries no locator but the null one: asking it for
-   its directory ends the process. The caller keeps count of what was written. Threads: one at a
-   time. Allocates nothing. Raises: OxbowExcShortBuffer (requested, left) when fewer bytes are left;
-   the stream is as it was. */
+    straight into it. A stream without a directory carries no locator but the null one: asking it
+    for its directory ends the process. The caller keeps count of what was written.
+    Threads: one at a time. Allocates nothing.
+    Raises: OxbowExcShortBuffer (requested, left) when fewer bytes are left; the stream is as it
+    was. */
 class OXBOW_EXPORT OxbowRpm_BStreamWriteBuffer : public OxbowRpm_BStreamWrite {
 public:
     OxbowRpm_BStreamWriteBuffer(char* buffer, std::uint64_t length);

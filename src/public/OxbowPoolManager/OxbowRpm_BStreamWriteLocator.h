@@ -5,21 +5,22 @@
 #include <OxbowPoolManager/OxbowRpm_Locator.h>
 
 /** Writes forwards from a locator through an internal buffer, into a range that was allocated
-   before; blocks that the buffer can't take go past it. What the buffer holds reaches the pool when
-   it overflows and in the destructor: there is no flush.
+    before; blocks that the buffer can't take go past it. What the buffer holds reaches the pool
+    when it overflows and in the destructor: there is no flush.
 
     Ownership: keeps a copy of the locator, which keeps nothing alive; owns its buffer, made when
-   first needed. Threads: one at a time, the document's. Raises: OxbowExcShortBuffer (total reached,
-   limit) past the limit; OxbowExcRequestTooBig (requested, buffer size) when a request exceeds the
-   buffer; nothing was accepted then, though buffered bytes may have been written.
-   OxbowExcCantDerefLocator, OxbowExcIOBounds, OxbowExcWriteReadOnly and the platform's failures
-   pass through, and the bytes held back stay held. The destructor lets its failure through, unless
-   another exception is on its way already: then it drops its own. Destroy the stream where an
-   exception can be handled. */
+    first needed.
+    Threads: one at a time, the document's.
+    Raises: OxbowExcShortBuffer (total reached, limit) past the limit; OxbowExcRequestTooBig
+    (requested, buffer size) when a request exceeds the buffer; nothing was accepted then, though
+    buffered bytes may have been written. OxbowExcCantDerefLocator, OxbowExcIOBounds,
+    OxbowExcWriteReadOnly and the platform's failures pass through, and the bytes held back stay
+    held. The destructor lets its failure through, unless another exception is on its way already:
+    then it drops its own. Destroy the stream where an exception can be handled. */
 class OXBOW_EXPORT OxbowRpm_BStreamWriteLocator : public OxbowRpm_BStreamWrite {
 public:
     /** `limit`: the most bytes that the stream may take, 0 for no limit. `bufferSize`: at least 16
-       bytes are taken. */
+        bytes are taken. */
     OxbowRpm_BStreamWriteLocator(const OxbowRpm_Locator& start, const std::uint64_t& limit,
                                  std::uint64_t bufferSize);
     ~OxbowRpm_BStreamWriteLocator() noexcept(false) override;

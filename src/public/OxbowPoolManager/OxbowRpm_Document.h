@@ -8,28 +8,32 @@
 class OxbowRpm_DocumentImpl;
 
 /** The root of everything that is open: files that bear one user signature, and the table that lets
-   a locator stored in any of them lead into any other.
+    a locator stored in any of them lead into any other.
 
     Ownership: the document owns its files, their pools and directories. Handles and locators may
-   outlive it, but must not be used then. Destroying it closes the files without writing; what was
-   written stays. Threads: one thread at a time for a document and all that is reached from it.
-   Several documents may live on several threads. Raises: the family of OxbowExceptions.h, and
-   std::bad_alloc, from any operation that allocates. A failed allocation leaves the document as it
-   was. Durability: written bytes have reached the device when Flush or Close has come back. */
+    outlive it, but must not be used then. Destroying it closes the files without writing; what was
+    written stays.
+    Threads: one thread at a time for a document and all that is reached from it. Several documents
+    may live on several threads.
+    Raises: the family of OxbowExceptions.h, and std::bad_alloc, from any operation that allocates.
+    Durability: written bytes have reached the device when Flush or Close has come back. */
 class OXBOW_EXPORT OxbowRpm_Document {
 public:
     enum AccessMode {
-        AccessCreate =
-            0, /**< Creates the file, or empties an existing one, and starts its first pool. */
-        AccessUpdate = 1, /**< Opens an existing file for reading and writing. */
-        AccessReadOnly =
-            2 /**< Opens an existing file for reading. Nothing is ever written to it. */
+        /** Creates the file, or empties an existing one, and starts its first pool. */
+        AccessCreate = 0,
+        /** Opens an existing file for reading and writing. */
+        AccessUpdate = 1,
+        /** Opens an existing file for reading. Nothing is ever written to it. */
+        AccessReadOnly = 2
     };
     enum FileType {
-        NotPoolFile = 0, /**< Shorter than 9 bytes, or another signature or version. */
-        PoolFile =
-            1, /**< A container file of format version 3 to 6; this library opens version 6. */
-        LegacyPoolFile = 2 /**< A container file of format version 1 or 2. */
+        /** Shorter than 9 bytes, or another signature or version. */
+        NotPoolFile = 0,
+        /** A container file of format version 3 to 6; this library opens version 6. */
+        PoolFile = 1,
+        /** A container file of format version 1 or 2. */
+        LegacyPoolFile = 2
     };
 
     /** `userSignature` points at four bytes, taken as they stand, zero bytes included. */
@@ -41,33 +45,36 @@ public:
     /** Opens the file and reads all its pool headers; AccessUpdate rewrites the last one at once.
         Pools that the file shares with one already open are taken over from it.
         While a file is open for writing, nobody else can open it for writing, in this process or
-       another; readers can, and see what was written when they opened it. Raises
-       OxbowExcNoSuchFile, OxbowExcSystemError (service "CreateFile") when the file can't be opened,
-       OxbowExcReadError, OxbowExcWriteError, OxbowExcShortWrite, FennelExcNoEntropy, and for what
-       the file holds OxbowExcCorruptHeader, OxbowExcNotOxbowFile, OxbowExcNeedUpgrade,
-        OxbowExcUserSigMismatch, OxbowExcCorruptDirectory; OxbowExcValidationFailure when the
-       document would know more than 46340 pools. After a failure the file is closed and the
-       document's files and pools are as before; AccessCreate may have emptied the file by then. */
+        another, unless its file system has no locks; readers can, and see the pools that were there
+        when they opened it.
+        Raises OxbowExcNoSuchFile, OxbowExcSystemError (service "CreateFile") when the file can't be
+        opened, OxbowExcReadError, OxbowExcWriteError, OxbowExcShortWrite, FennelExcNoEntropy; for
+        what the file holds OxbowExcCorruptHeader, OxbowExcNotOxbowFile, OxbowExcNeedUpgrade,
+        OxbowExcUserSigMismatch, OxbowExcCorruptDirectory; and OxbowExcValidationFailure when the
+        document would know more than 46340 pools.
+        After a failure the file is closed, and the document's files and pools are as before, though
+        it may know more UUIDs. By then AccessCreate may have emptied the file, and AccessUpdate
+        rewritten the last header. */
     OxbowRpm_File AddFile(const FennelUnicodeString& name, AccessMode mode);
 
     /** A directory that belongs to no pool, for streams over plain memory. It names every pool that
-       the document knows now. Raises FennelExcNoEntropy, and OxbowExcValidationFailure past 46340
-       pools. */
+        the document knows now. Raises FennelExcNoEntropy, and OxbowExcValidationFailure past 46340
+        pools. */
     OxbowRpm_PoolDirectory NewDirectory();
 
     /** OxbowRpm_File::Flush for each open file, in the order of AddFile. A failure ends the walk
-     * there. */
+        there. */
     void Flush();
 
     /** Flushes and closes all files, forgets all pools and sets the user signature to four zero
-       bytes. Locators and directories of the document must not be used afterwards. A failure ends
-       the walk: files behind it stay open, and the closed ones must not be closed again; destroying
-       the document is then the way out. */
+        bytes. Locators and directories of the document must not be used afterwards. A failure ends
+        the walk: files behind it stay open, and the closed ones must not be closed again;
+        destroying the document is then the way out. */
     void Close();
 
     /** Flushes and closes one file. Locators into it stay valid values: they raise
         OxbowExcCantDerefLocator until the file is added again. Raises OxbowExcCantGetFile if the
-       file is not among the open files of this document. */
+        file is not among the open files of this document. */
     void Close(const OxbowRpm_File& file);
 
     /** Classifies a file by its first nine bytes. Raises OxbowExcNoSuchFile, OxbowExcSystemError,

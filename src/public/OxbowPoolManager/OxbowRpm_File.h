@@ -11,34 +11,42 @@
 /** Handle on one open file: a chain of pools, of which only the last can grow.
 
     Ownership: owns nothing and may be copied freely; the document owns the file. A handle must not
-   be used after its file was closed: that ends the process. Threads: those of the document.
+    be used after its file was closed: that ends the process.
+    Threads: those of the document.
     Durability: see Flush. Sizes and counts are in bytes. */
 class OXBOW_EXPORT OxbowRpm_File {
 public:
     /** The first byte of the last pool's data. Raises OxbowExcValidationFailure on a file without
-     * pools. */
+        pools. */
     OxbowRpm_Locator Start() const;
     /** Just behind the last pool's data. Raises as Start. */
     OxbowRpm_Locator End() const;
     /** OxbowRpm_Pool::Allocate on the last pool. Raises OxbowExcValidationFailure on a file without
-       pools, and what that operation raises. */
+        pools, and what that operation raises. */
     OxbowRpm_Locator Allocate(std::uint64_t size);
 
     /** Seals the last pool with its length and starts a new one behind it, whose directory names
-       every pool that the document knows now. A last pool without data is replaced. Raises
-       OxbowExcNewPoolReadOnly, FennelExcNoEntropy, OxbowExcValidationFailure past 46340 pools, and
-        the write failures of the platform (OxbowExcWriteError, OxbowExcShortWrite,
-       OxbowExcSystemError). After a failed write earlier bytes are in place; calling it again goes
-       on where it stopped. */
+        every pool that the document knows now. A last pool without data is replaced.
+        Raises OxbowExcNewPoolReadOnly, FennelExcNoEntropy, OxbowExcValidationFailure past 46340
+        pools, OxbowExcIOBounds if a damaged header gave the last pool a length that can't be
+        stored, and the write failures of the platform (OxbowExcWriteError, OxbowExcShortWrite,
+        OxbowExcSystemError). After a failure all stored bytes are in place, but the last pool may
+        refuse to grow until NewPool has been called again with success. */
     void NewPool();
 
     /** Copies a pool of another document, header, directory and data as they stand, and makes it
-       the last pool. Raises OxbowExcNewPoolReadOnly, OxbowExcPoolAlreadyInDoc if a pool of that
-       UUID is open here, OxbowExcUserSigMismatch and the other failures of a header, and
-       OxbowExcShortPool if part of the source was booked and never written: all these before
-       anything is written. After a failed transfer the bytes copied so far stay behind the last
-       pool, and are part of it when the file is opened again; if that pool had no data, the copied
-       bytes have taken its place. */
+        the last pool. A last pool without data is replaced.
+        Raises before anything is written: OxbowExcNewPoolReadOnly, OxbowExcPoolAlreadyInDoc if the
+        source belongs to this document or a pool of its UUID is open here, OxbowExcUserSigMismatch,
+        OxbowExcNotOxbowFile, OxbowExcNeedUpgrade, OxbowExcCorruptHeader, and OxbowExcShortPool if
+        part of the source was booked and never written, or a writer has extended it since it was
+        opened here.
+        A failed transfer, a source that changes meanwhile (OxbowExcShortPool and the failures of a
+        header), and OxbowExcValidationFailure past 46340 pools come later: the bytes copied so far
+        stay behind the last pool and become part of it, at the next NewPool or when the file is
+        opened again. If that pool had no data it is gone, and unless a pool is started in its place
+        the file ends in those bytes and may not open again: store something in a pool before you
+        append behind it. */
     void AppendPool(const OxbowRpm_Pool& source);
 
     bool ReadOnly() const;
@@ -49,9 +57,9 @@ public:
     OxbowRpm_Pool Pool(std::uint32_t index) const;
 
     /** Rewrites the last pool's header and waits until everything written is on the device. Does
-       nothing on a read-only file. Raises OxbowExcWriteError, OxbowExcShortWrite,
-       OxbowExcSystemError; once the device has refused, no later flush of this file is reported as
-       done. */
+        nothing on a read-only file. Raises OxbowExcWriteError, OxbowExcShortWrite,
+        OxbowExcSystemError; once the device has refused, no later flush of this file is reported as
+        done. */
     void Flush();
 
     FennelUnicodeString FileName() const;

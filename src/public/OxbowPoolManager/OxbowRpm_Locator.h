@@ -12,11 +12,12 @@ class OxbowRpm_BStreamWrite;
 /** A position in persistent storage: a pool of the document, and a byte offset in its data.
 
     Value type, copied freely. Keeps nothing alive: it may outlive its file, and works again when
-   that file is added to the same document; after the document is closed or destroyed it must not be
-   used, only copied and dropped. A null locator (IsNull) must not be read, written, compared or
-   asked for anything: that ends the process. One whose pool is not open can't be asked ReadOnly
-   either. Threads: those of the document. Offsets are in bytes of the pool's data; arithmetic is
-   not checked and wraps at 2^64. */
+    that file is added to the same document; after the document is closed or destroyed it must not
+    be used, only copied and dropped. A null locator (IsNull) must not be read, written, compared or
+    asked for anything: that ends the process. One whose pool is not open can't be asked ReadOnly
+    either.
+    Threads: those of the document. Offsets are in bytes of the pool's data; arithmetic is not
+    checked and wraps at 2^64. */
 class OXBOW_EXPORT OxbowRpm_Locator {
 public:
     /** The null locator. */
@@ -39,23 +40,23 @@ public:
     bool ReadOnly() const;
 
     /** Reads up to `length` bytes into `buffer` and gives the count. It is not bounded by the
-       pool's data: a longer read goes on into what follows in the file, and comes back short only
-       at the file's end; the bytes of `buffer` behind the count are as they were. Raises
-       OxbowExcCantDerefLocator if the pool is not open, OxbowExcReadError, OxbowExcSystemError. */
+        pool's data: a longer read goes on into what follows in the file, and comes back short only
+        at the file's end; the bytes of `buffer` behind the count are as they were. Raises
+        OxbowExcCantDerefLocator if the pool is not open, OxbowExcReadError, OxbowExcSystemError. */
     std::uint64_t Read(std::uint64_t length, char* buffer) const;
     /** Writes all `length` bytes inside the pool's data. Raises OxbowExcCantDerefLocator if the
-       pool is not open, OxbowExcIOBounds past the data's end, OxbowExcWriteReadOnly on a read-only
-       file (nothing is written then), OxbowExcWriteError, OxbowExcShortWrite, OxbowExcSystemError
-       (some of the bytes may have been written). */
+        pool is not open, OxbowExcIOBounds past the data's end, OxbowExcWriteReadOnly on a read-only
+        file (nothing is written then), OxbowExcWriteError, OxbowExcShortWrite, OxbowExcSystemError
+        (some of the bytes may have been written). */
     void Write(std::uint64_t length, const char* buffer) const;
 
     /** Reads the 12-byte stored form. A stored null sets the offset to 0 and leaves the rest, so
-       read into a fresh locator. Raises OxbowExcValidationFailure, with a report, if the stored
-       pool is not in the stream's directory (the offset is 0 then), and what the stream raises. */
+        read into a fresh locator. Raises OxbowExcValidationFailure, with a report, if the stored
+        pool is not in the stream's directory (the offset is 0 then), and what the stream raises. */
     void InternalizeImpl(OxbowRpm_BStreamRead& stream);
     /** Writes the 12-byte stored form. Raises OxbowExcCantExternalizeLoc if the stream's directory
-       doesn't hold the pool, because that is younger than the pool written to (the stream has moved
-       past twelve bytes that hold nothing of use then), and what the stream raises. */
+        doesn't hold the pool, because that is younger than the pool written to (the stream has
+        moved past twelve bytes that hold nothing of use then), and what the stream raises. */
     void ExternalizeImpl(OxbowRpm_BStreamWrite& stream) const;
 
     /** The UUID of the pool, which need not be open. */

@@ -9,10 +9,10 @@
 #include <cstdint>
 
 /** Handle on one pool: a run of bytes with a UUID and a directory of the pools that it may refer
-   to.
+    to.
 
     Ownership: owns nothing and may be copied freely; the file owns the pool. A handle must not be
-   used after its file was closed, nor after its pool, empty, was replaced by the file's next one.
+    used after its file was closed, nor after its pool, empty, was replaced by the file's next one.
     Threads: those of the document. Offsets and sizes are in bytes of the pool's data. */
 class OXBOW_EXPORT OxbowRpm_Pool {
 public:
@@ -20,21 +20,23 @@ public:
     OxbowRpm_Locator Start() const;
     /** Just behind the data. */
     OxbowRpm_Locator End() const;
-    /** Books `size` bytes at the end of the data and gives their start. Nothing is written: what is
-       never written reads as zeros if later bytes are written, and is no part of the pool after
-       reopening if not. Raises OxbowExcImmutablePool unless this is the last pool of a writable
-       file, and OxbowExcIOBounds past the longest pool that can be stored (10^16 - 1 bytes with its
-       header); nothing has changed then. */
+    /** Books `size` bytes at the end of the data and gives their start. Nothing is written. What is
+        never written reads as zeros if later bytes are written, or as what a failed or shorter
+        AppendPool left in that place; and it is no part of the pool after reopening if the file
+        ends before it.
+        Raises OxbowExcImmutablePool unless this is the last pool of a writable file, and
+        OxbowExcIOBounds past the longest pool that can be stored (10^16 - 1 bytes with its header);
+        nothing has changed then. */
     OxbowRpm_Locator Allocate(std::uint64_t size);
 
     /** Whether the pool's file is read-only. A sealed pool of a writable file can still be
-     * overwritten. */
+        overwritten. */
     bool ReadOnly() const;
     /** A handle that shares the directory, and may outlive the pool. */
     OxbowRpm_PoolDirectory Directory() const;
     /** Bytes of data, booked ones included. */
     std::uint64_t Length() const;
-    /** The pool's UUID, 32 characters. */
+    /** The pool's UUID, 32 characters; a stored one that holds a zero byte ends there. */
     FennelString GetGUID() const;
 
 private:

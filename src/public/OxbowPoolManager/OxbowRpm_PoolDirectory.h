@@ -7,7 +7,8 @@
 /** Handle on a directory: the list of pools that stored locators may name, its own first.
 
     Ownership: shares the directory, which lives as long as anybody holds it; it must not be used
-   after the document was closed or destroyed. Threads: those of the document. */
+    after the document was closed or destroyed.
+    Threads: those of the document. */
 class OXBOW_EXPORT OxbowRpm_PoolDirectory {
 public:
     OxbowRpm_PoolDirectory(const OxbowRpm_PoolDirectory&) = default;
@@ -15,12 +16,12 @@ public:
     ~OxbowRpm_PoolDirectory();
 
     /** The UUID of the directory's own pool, 32 characters; a stored one that holds a zero byte
-     * ends there. */
+        ends there. */
     FennelString GetGUID() const;
 
     /** The next UUID that the library makes will be these 32 bytes, which must stay readable until
-       then; null takes that back. For tests of the host. One that the document knows already ends
-       the process. */
+        then; null takes that back. For tests of the host. One that the document knows already ends
+        the process. */
     static void TestForceUUID(const char* uuid);
 
 private:

@@ -4,7 +4,7 @@
 #include <OxbowPoolManager/OxbowRpm_Util.h>
 
 /** A text of at most 63 bytes that an exception carries: the name of a platform call. A plain value
-   without heap memory, so that raising can't fail; a longer text is cut. */
+    without heap memory, so that raising can't fail; a longer text is cut. */
 class OxbowRpm_ServiceNameBuffer {
 public:
     explicit OxbowRpm_ServiceNameBuffer(const char* text) {

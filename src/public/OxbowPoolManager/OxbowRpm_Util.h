@@ -9,7 +9,7 @@ public:
     static void MemSet(void* destination, int value, unsigned int length);
     static void MemCpy(void* destination, const void* source, unsigned int length);
     /** Copies terminated text into `size` chars, terminator included: at most size - 1 are taken, a
-       longer text is cut, and the rest of the destination is set to zero. `size` is at least 1. */
+        longer text is cut, and the rest of the destination is set to zero. `size` is at least 1. */
     static void Copy(char* destination, const char* source, int size);
 };
 
