@@ -16,5 +16,5 @@ function(oxbow_product_flags target)
                         POSITION_INDEPENDENT_CODE ON)
   target_compile_options(${target} PRIVATE
     "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/src/="
-    "-fdebug-prefix-map=${PROJECT_SOURCE_DIR}/=" "-fdebug-prefix-map=${PROJECT_BINARY_DIR}/=")
+    "-fdebug-prefix-map=${PROJECT_SOURCE_DIR}/=" "-fdebug-prefix-map=${PROJECT_BINARY_DIR}=.")
 endfunction()

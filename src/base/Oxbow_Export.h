@@ -1,8 +1,7 @@
 #ifndef OXBOW_OXBOW_EXPORT_H
 #define OXBOW_OXBOW_EXPORT_H
 
-/** Marks what leaves the shared library; everything else is compiled hidden. The static library
-    leaves the mark in place, where it has no effect. */
+/** Marks what leaves the shared library; everything else is compiled hidden. */
 #if defined(__GNUC__)
 #define OXBOW_EXPORT __attribute__((visibility("default")))
 #else

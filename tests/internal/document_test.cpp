@@ -286,6 +286,43 @@ TEST_F(Documents, AFailedAllocationLeavesTheDocumentWorking) {
     EXPECT_GT(failures, 200);
 }
 
+TEST_F(Documents, AFailedAllocationLeavesTheChainAsItWas) {
+    MakeFile("source", 1);
+    int failures = 0;
+    for (const int pools : {1, 16, 17, 257}) {
+        for (const bool empty : {false, true}) {
+            OxbowRpm_Document document("TEST"), sources("TEST");
+            const OxbowRpm_Pool source = sources.AddFile(Name("source"), kRead).Pool();
+            OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
+            for (int i = 1; i < pools; ++i) {
+                Put(file, "x");
+                file.NewPool();
+            }
+            empty ? file.Allocate(0) : Put(file, "x");
+            const OxbowRpm_Locator last = file.Start();
+            const std::string before = Bytes("f");
+            for (long n = 1;; ++n) {
+                TestAllocator::FailAt(n);
+                try {
+                    file.NewPool();
+                    break;
+                } catch (const std::bad_alloc&) {
+                    TestAllocator::Disarm();
+                    ++failures;
+                    ASSERT_EQ(file.PoolCount(), static_cast<unsigned>(pools)) << n;
+                    ASSERT_TRUE(file.Start() == last && file.Pool().Length() == (empty ? 0 : 1));
+                    ASSERT_EQ(CodeOf([&] { file.Allocate(0).Write(0, ""); }), 0) << n;
+                    ASSERT_EQ(Bytes("f"), before) << n;
+                }
+            }
+            TestAllocator::Disarm();
+            file.AppendPool(source);
+            EXPECT_EQ(Get(file.Start(), 6), "pool 0");
+        }
+    }
+    EXPECT_GT(failures, 60);
+}
+
 TEST_F(Documents, AFailedWriteCanBeRepeated) {
     // The n-th write of a working life fails once; done again, everything is as if it hadn't.
     for (int n = 0;; ++n) {

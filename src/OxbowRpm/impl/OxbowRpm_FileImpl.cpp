@@ -30,6 +30,32 @@ constexpr std::uint64_t kCopyChunk = 0x40000;
 
 }  // namespace
 
+/** The chain as it will be without an empty last pool, and as it will be with the new one behind it,
+    and room for the header that seals the pool between. Got before the first step, so that a lack of
+    memory leaves the chain as it was; copies of a list share all that doesn't change. */
+struct OxbowRpm_FileImpl::ChainChange {
+    ChainChange(const OxbowRpm_FileImpl& file, const PoolRef& pool)
+        : mKept(KeptOf(file)), mGrown(mKept), mSeal(SealBuffer(mKept)) {
+        mGrown.Append(pool);
+    }
+
+    static cow_List<PoolRef> KeptOf(const OxbowRpm_FileImpl& file) {
+        cow_List<PoolRef> kept(file.mPoolContainer);
+        if (file.CurrentPoolIsEmpty()) {
+            kept.Resize(file.mCurrentPoolIndex);
+        }
+        return kept;
+    }
+    static mem_BufferOwner SealBuffer(const cow_List<PoolRef>& kept) {
+        const std::int32_t last = kept.Length() - 1;
+        return last < 0 ? mem_BufferOwner(nullptr) : kept[last]->HeaderBuffer();
+    }
+
+    const cow_List<PoolRef> mKept;
+    cow_List<PoolRef> mGrown;
+    const mem_BufferOwner mSeal;
+};
+
 OxbowRpm_FileImpl::OxbowRpm_FileImpl(OxbowRpm_DocumentImpl* document)
     : mDocument(document), mCurrentPoolIndex(-1), mLogicalEnd(0), mFilePosition(0) {}
 
@@ -61,22 +87,21 @@ void OxbowRpm_FileImpl::ScanPools() {
     // The last pool can have been sealed with a tail that was never written. What comes next must
     // not start inside it.
     mLogicalEnd = std::max(mLogicalEnd, position);
-    LastPool()->MakeMutable();
+    LastPool()->MakeMutable(LastPool()->HeaderBuffer());
 }
 
 std::uint64_t OxbowRpm_FileImpl::ReadPool(std::uint64_t position) {
     const DirectoryRef directory(new OxbowRpm_PoolDirectoryImpl(mDocument->Map()));
     const PoolRef pool(new OxbowRpm_PoolImpl(this, directory, position));
     pool->ReadHeader(mLogicalEnd);
-    AddPool(pool);
+    mPoolContainer.Append(pool);
+    BindLastPool();
     return pool->WholeLength();
 }
 
-void OxbowRpm_FileImpl::AddPool(const PoolRef& pool) {
-    const std::int32_t index = mPoolContainer.Length();
-    mPoolContainer.Append(pool);
-    mCurrentPoolIndex = index;
-    mDocument->Map()->SetPool(pool->Directory()->MySlot(), WeakPoolRef(pool));
+void OxbowRpm_FileImpl::BindLastPool() {
+    mCurrentPoolIndex = mPoolContainer.Length() - 1;
+    mDocument->Map()->SetPool(LastPool()->Directory()->MySlot(), CurrentPool());
 }
 
 WeakPoolRef OxbowRpm_FileImpl::NewPool() {
@@ -89,31 +114,37 @@ WeakPoolRef OxbowRpm_FileImpl::NewPool(const DirectoryRef& directory) {
     RefuseNewPoolIfReadOnly();
     const PoolRef pool(new OxbowRpm_PoolImpl(this, directory, NextStart()));
     pool->InitEmpty();
-    DropCurrentPoolIfEmpty();
+    const ChainChange change(*this, pool);
+    const mem_BufferOwner header = pool->HeaderBuffer();
+    DropCurrentPoolIfEmpty(change);
     // The order of the two header writes keeps the chain sound: until the old pool is sealed, it
     // takes in whatever stands behind it.
-    RetireCurrentPool(pool->StartPosition());
-    AddPool(pool);
-    pool->MakeMutable();
+    RetireCurrentPool(change, pool->StartPosition());
+    mPoolContainer = change.mGrown;
+    BindLastPool();
+    pool->MakeMutable(header);
     return WeakPoolRef(pool);
 }
 
 WeakPoolRef OxbowRpm_FileImpl::AppendPool(OxbowRpm_PoolImpl* source) {
     RefuseNewPoolIfReadOnly();
     CheckCopyable(source);
-    // Memory comes before the first change. The directory is filled from the copy.
+    // The directory is filled from the copy, so the last of the memory can only be had behind that.
     const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(kCopyChunk));
     const DirectoryRef directory(new OxbowRpm_PoolDirectoryImpl(mDocument->Map()));
     const PoolRef pool(new OxbowRpm_PoolImpl(this, directory, NextStart()));
-    DropCurrentPoolIfEmpty();
+    const ChainChange change(*this, pool);
+    DropCurrentPoolIfEmpty(change);
     CopyFrom(source, pool->StartPosition(), buffer.Bytes());
     pool->ReadHeader(mLogicalEnd);
     if (pool->WholeLength() != source->WholeLength()) {
         RaiseShortPool(__LINE__);
     }
-    RetireCurrentPool(pool->StartPosition());
-    AddPool(pool);
-    pool->MakeMutable();
+    const mem_BufferOwner header = pool->HeaderBuffer();
+    RetireCurrentPool(change, pool->StartPosition());
+    mPoolContainer = change.mGrown;
+    BindLastPool();
+    pool->MakeMutable(header);
     return WeakPoolRef(pool);
 }
 
@@ -165,24 +196,23 @@ bool OxbowRpm_FileImpl::CurrentPoolIsEmpty() const {
     return mCurrentPoolIndex >= 0 && LastPool()->DataLength() == 0;
 }
 
-void OxbowRpm_FileImpl::DropCurrentPoolIfEmpty() {
+void OxbowRpm_FileImpl::DropCurrentPoolIfEmpty(const ChainChange& change) {
     if (mCurrentPoolIndex < 0) {
         mLogicalEnd = 0;
     }
     if (!CurrentPoolIsEmpty()) {
         return;
     }
-    const PoolRef dropped = mPoolContainer[mCurrentPoolIndex];
-    mPoolContainer.Resize(mCurrentPoolIndex);  // the one step that can fail
-    mDocument->Map()->NullifyPool(dropped->Directory()->MySlot());
-    mLogicalEnd = dropped->StartPosition();
+    mDocument->Map()->NullifyPool(LastPool()->Directory()->MySlot());
+    mLogicalEnd = LastPool()->StartPosition();
+    mPoolContainer = change.mKept;
     --mCurrentPoolIndex;
 }
 
-void OxbowRpm_FileImpl::RetireCurrentPool(std::uint64_t nextStart) {
+void OxbowRpm_FileImpl::RetireCurrentPool(const ChainChange& change, std::uint64_t nextStart) {
     if (mCurrentPoolIndex >= 0) {
         LastPool()->CheckSealable();
-        LastPool()->MakeImmutable(nextStart);
+        LastPool()->MakeImmutable(nextStart, change.mSeal);
     }
 }
 

@@ -60,14 +60,16 @@ private:
     /** No transfer begins there: the platform refuses positions past 2^63 - 1. */
     static constexpr std::uint64_t kUnknownPosition = UINT64_MAX;
 
+    struct ChainChange;
+
     void ScanPools();
     std::uint64_t ReadPool(std::uint64_t position);
-    void DropCurrentPoolIfEmpty();
+    void DropCurrentPoolIfEmpty(const ChainChange& change);
     void CheckCopyable(OxbowRpm_PoolImpl* source) const;
     void CopyFrom(OxbowRpm_PoolImpl* source, std::uint64_t start, char* buffer);
-    void RetireCurrentPool(std::uint64_t nextStart);
+    void RetireCurrentPool(const ChainChange& change, std::uint64_t nextStart);
     std::uint64_t NextStart() const;
-    void AddPool(const OxbowRpm_StrongRef<OxbowRpm_PoolImpl>& pool);
+    void BindLastPool();
     void RefuseNewPoolIfReadOnly() const;
     bool CurrentPoolIsEmpty() const;
     OxbowRpm_PoolImpl* LastPool() const;

@@ -9,7 +9,6 @@
 #include "OxbowRpm/impl/OxbowRpm_PoolMap.h"
 #include "OxbowRpm/impl/OxbowRpm_Sum.h"
 #include "PrivateInterfaces/OxbowRpm_WeakRef.inl"
-#include "base/mem_BufferOwner.h"
 
 template class OxbowRpm_StrongRef<OxbowRpm_PoolImpl>;
 template class OxbowRpm_WeakRef<OxbowRpm_PoolImpl>;
@@ -104,23 +103,25 @@ std::uint32_t OxbowRpm_PoolImpl::HeaderSize() const {
     return OxbowRpm_Header::DataOffset(static_cast<std::uint32_t>(mDirectory->Length()));
 }
 
-void OxbowRpm_PoolImpl::WriteHeader() {
-    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(HeaderSize()));
-    WriteHeader(buffer.Bytes(), mImmutable ? mLength : 0);
+mem_BufferOwner OxbowRpm_PoolImpl::HeaderBuffer() const {
+    return mem_BufferOwner(mem_OperatorNewThrowBuiltin(HeaderSize()));
 }
 
-void OxbowRpm_PoolImpl::MakeImmutable(std::uint64_t end) {
-    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(HeaderSize()));
+void OxbowRpm_PoolImpl::WriteHeader() {
+    const mem_BufferOwner header = HeaderBuffer();
+    WriteHeader(header.Bytes(), mImmutable ? mLength : 0);
+}
+
+void OxbowRpm_PoolImpl::MakeImmutable(std::uint64_t end, const mem_BufferOwner& header) {
     // A copy that failed has left bytes behind this pool. They become part of it, as they would at
     // the next opening; a gap would end the chain.
     mLength = std::max(mLength, end - mStart);
     mImmutable = true;
-    WriteHeader(buffer.Bytes(), mLength);
+    WriteHeader(header.Bytes(), mLength);
 }
 
-void OxbowRpm_PoolImpl::MakeMutable() {
-    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(HeaderSize()));
-    WriteHeader(buffer.Bytes(), 0);
+void OxbowRpm_PoolImpl::MakeMutable(const mem_BufferOwner& header) {
+    WriteHeader(header.Bytes(), 0);
     mImmutable = false;
 }
 

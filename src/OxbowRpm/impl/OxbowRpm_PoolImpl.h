@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "OxbowRpm/impl/OxbowRpm_Header.h"
+#include "base/mem_BufferOwner.h"
 
 /** A pool in memory: its place in the file, its lengths and its directory. Made, owned and
     destroyed by its file. Positions count from the start of the file, offsets from the first byte
@@ -31,10 +32,12 @@ public:
     /** Rewrites header and directory with one write. */
     void WriteHeader();
     /** Seals the pool, which reaches up to `end` at least, and writes that. */
-    void MakeImmutable(std::uint64_t end);
+    void MakeImmutable(std::uint64_t end, const mem_BufferOwner& header);
     /** Writes the header of a pool that can grow, and lets it grow once that stands: what is stored in
         a pool without a header would be lost, and the chain behind it with it. */
-    void MakeMutable();
+    void MakeMutable(const mem_BufferOwner& header);
+    /** Room for the header and directory, got ahead of the steps that write them. */
+    mem_BufferOwner HeaderBuffer() const;
     /** Raises OxbowExcIOBounds if the length is more than a sealed header can tell. */
     void CheckSealable() const;
     /** Tests what can be tested of the pool's bytes before they are copied into a document with

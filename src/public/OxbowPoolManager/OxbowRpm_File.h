@@ -30,8 +30,9 @@ public:
         Raises OxbowExcNewPoolReadOnly, FennelExcNoEntropy, OxbowExcValidationFailure past 46340
         pools, OxbowExcIOBounds if a damaged header gave the last pool a length that can't be
         stored, and the write failures of the platform (OxbowExcWriteError, OxbowExcShortWrite,
-        OxbowExcSystemError). After a failure all stored bytes are in place, but the last pool may
-        refuse to grow until NewPool has been called again with success. */
+        OxbowExcSystemError). A lack of memory leaves the pools as they were. After a failed write
+        all stored bytes are in place, but a last pool without data may be gone, and the last pool
+        refuse to grow, until NewPool has been called again with success. */
     void NewPool();
 
     /** Copies a pool of another document, header, directory and data as they stand, and makes it
