@@ -24,8 +24,10 @@ class cow_ListIterator;
     Threads: none inside. The counts are plain, so all sharers, iterators included, stay on one
     thread.
     Raises: std::bad_alloc, and what T's copy constructor raises; the list, its sharers and all
-    counts are then as they were before the call. A bad index ends the process.
-    T needs a copy constructor, and a destructor that doesn't raise. */
+    counts are then as they were before the call. Edits at the front and in the middle promise
+    less, as told there. A bad index ends the process.
+    T needs a copy constructor, and a destructor that doesn't raise; InsertAt, RemoveAt and ToArray
+    need assignment, ToArray also a default constructor. */
 template <class T>
 class cow_List {
 public:
@@ -49,6 +51,38 @@ public:
         not outlive the next edit or the next copy of the list: a sharer would see what is written
         through it. */
     T& operator[](int i);
+    /** The last element, for reading; the list is not empty. */
+    const T& Last() const { return *ElementAt(CheckIndex(mLength - 1)); }
+
+    /** Adds at the front. No element moves. The value may be an element of this list. A failure
+        leaves elements and length alone, but may leave a larger table with its free room in front.
+     */
+    cow_List& Prepend(const T& value);
+    /** Gives the value the index, 0 up to Length(), and moves the elements on the shorter side one
+        place outward. The value may be an element of this list. If an assignment raises, the list
+        is one longer and holds one of its elements twice; otherwise as Prepend. */
+    cow_List& InsertAt(int index, const T& value);
+    /** Moves the elements on the shorter side one place inward; the table keeps its size. If an
+        assignment raises, the list keeps its length, and holds an element twice in place of the one
+        that was to go. */
+    cow_List& RemoveAt(int index);
+    /** The list is not empty. */
+    cow_List& RemoveLast() { return RemoveAt(mLength - 1); }
+    /** A copy of the last element, which is removed; the list is not empty. */
+    T PopLast();
+
+    /** Adds copies of all elements of the other list, which may be this one, at the back. */
+    cow_List& AppendList(const cow_List& other);
+    /** Raises the length, with copies of fill, which may be an element of this list. Changes
+       nothing at all if the list is that long already. */
+    cow_List& Extend(int newLength, const T& fill);
+    /** Makes the list hold copies of the array's elements and no others. */
+    cow_List& Assign(const T* array, int count);
+    /** Copies of the elements from lo up to, not including, hi; bounds outside the list are pulled
+        in. The new list shares nothing with this one, and a long one has larger pages. */
+    cow_List Slice(int lo, int hi) const;
+    /** Copies of all elements in an array that the caller gives back with delete[]; never null. */
+    T* ToArray(int& length) const;
 
     /** Truncates to newLength, and fits the table to it. Never raises the length: above it, this
         sizes the table only. Truncation to 0 makes the list as good as new. Takes newLength >= 0.
@@ -102,16 +136,31 @@ private:
     /** Into a raw slot of a present page. */
     void ConstructAt(int i, const T& value);
     void DestroyAt(int i) { ElementAt(i)->~T(); }
-    /** Lowest first, all within one page; nothing for a count of 0 or less. */
-    void ConstructRange(const T* source, int i, int count);
     /** From end - 1 down to begin. */
     void DestroyRange(int begin, int end);
+
+    /** Index of the element that the value itself is, within the range; -1 if it is none. */
+    int IndexOf(const T& value, int begin, int end) const;
 
     /** Makes the table private. */
     void DetachTable();
     /** Makes the pages of the range, ends included, present and private; the table must be private
         already. firstIndex may be -1 if mFirst >= 1. */
     void DetachPages(int firstIndex, int lastIndex);
+    /** Both in one step, which a failure undoes whole. */
+    void DetachTableAndPages(int firstIndex, int lastIndex);
+    /** Makes the table private, with a free position below mFirst. Moves no element. */
+    void MakeFrontRoom();
+    /** Element 0 or the last one comes to stand twice, and those up to the index move after it: the
+        element of the index may then be overwritten. */
+    void OpenGapFromFront(int index);
+    void OpenGapFromBack(int index);
+    void CloseGapFromFront(int index);
+    void CloseGapFromBack(int index);
+    /** Adds copies of source(0) up to source(count - 1) at the back. The stage has prepared no page
+        yet; count is above 0. */
+    template <class Source>
+    void AddBack(cow_ListStage<T>& stage, int count, Source source);
     /** Takes the pages from entry firstPage on out of the table, and destroys those that no other
         holds. */
     void DropPages(int firstPage);
@@ -131,5 +180,6 @@ private:
 };
 
 #include "list/cow_List.inl"
+#include "list/cow_ListEdits.inl"
 
 #endif

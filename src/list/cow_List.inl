@@ -126,13 +126,6 @@ void cow_List<T>::ConstructAt(int i, const T& value) {
 }
 
 template <class T>
-void cow_List<T>::ConstructRange(const T* source, int i, int count) {
-    for (int offset = 0; offset < count; ++offset) {
-        ConstructAt(i + offset, source[offset]);
-    }
-}
-
-template <class T>
 void cow_List<T>::DestroyRange(int begin, int end) {
     for (int i = end - 1; i >= begin; --i) {
         DestroyAt(i);
@@ -156,25 +149,38 @@ void cow_List<T>::DetachPages(int firstIndex, int lastIndex) {
 }
 
 template <class T>
+void cow_List<T>::DetachTableAndPages(int firstIndex, int lastIndex) {
+    cow_ListStage<T> stage(*this);
+    stage.PrepareTable(mTableSize);
+    stage.PreparePages(firstIndex, lastIndex, mLength);
+    stage.Begin();
+    stage.Finish();
+}
+
+template <class T>
+template <class Source>
+void cow_List<T>::AddBack(cow_ListStage<T>& stage, int count, Source source) {
+    stage.PreparePages(mLength, mLength + count - 1, mLength);
+    for (int j = 0; j < count; ++j) {
+        stage.Build(mLength + j, source(j));
+    }
+    stage.Begin();
+    stage.Finish();
+    mLength += count;
+}
+
+template <class T>
 cow_List<T>& cow_List<T>::Append(const T& value) {
     cow_ListStage<T> stage(*this);
     stage.PrepareTable(TableSizeFor(mFirst + mLength + 1));
-    stage.PreparePages(mLength, mLength, mLength);
-    stage.Build(mLength, value);
-    stage.Begin();
-    stage.Finish();
-    mLength += 1;
+    AddBack(stage, 1, [&](int) -> const T& { return value; });
     return *this;
 }
 
 template <class T>
 T& cow_List<T>::operator[](int i) {
     CheckIndex(i);
-    cow_ListStage<T> stage(*this);
-    stage.PrepareTable(mTableSize);
-    stage.PreparePages(i, i, mLength);
-    stage.Begin();
-    stage.Finish();
+    DetachTableAndPages(i, i);
     return *ElementAt(i);
 }
 

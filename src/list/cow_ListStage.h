@@ -31,8 +31,7 @@ public:
         their live elements below liveEnd. Called once at most. */
     void PreparePages(int firstIndex, int lastIndex, int liveEnd);
     /** Copies the value to where index i will be, in a prepared page or a raw slot of the present
-        one. The latter has no owner, and needs none as long as the edit adds one element: a table
-        that has to grow has no page for the index yet, so nothing can fail any more. */
+        one. Several calls go upward, without gaps. */
     void Build(int i, const T& value);
     /** Whether a prepared page will take the place of the page of index i. */
     bool RenewsPage(int i) const;
@@ -58,6 +57,9 @@ private:
     Page** mNewTable = nullptr;
     int mFirstPage = 0;
     int mPageCount = 0;
+    /** The raw slots of the list's own pages that Build has filled, as indices. */
+    int mRawBegin = 0;
+    int mRawEnd = 0;
     /** Edits of one page, nearly all of them, need no block for their owner. */
     cow_PageOwner<T> mSingleOwner;
     cow_PageOwner<T>* mOwners = &mSingleOwner;
@@ -65,6 +67,7 @@ private:
 
 template <class T>
 cow_ListStage<T>::~cow_ListStage() {
+    mList.DestroyRange(mRawBegin, mRawEnd);
     mem_Free(mNewUse);
     mem_Realloc(mNewTable, 0);
     if (mOwners != &mSingleOwner) {
@@ -133,6 +136,8 @@ void cow_ListStage<T>::Build(int i, const T& value) {
         OwnerOf(mList.PageOf(i)).Build(mList.SlotOf(i), value);
     } else {
         mList.ConstructAt(i, value);
+        mRawBegin = mRawBegin == mRawEnd ? i : mRawBegin;
+        mRawEnd = i + 1;
     }
 }
 
@@ -184,6 +189,7 @@ void cow_ListStage<T>::ShrinkTable() {
 
 template <class T>
 void cow_ListStage<T>::Finish() {
+    mRawEnd = mRawBegin;
     if (mNewSize < mList.mTableSize) {
         ShrinkTable();
     }

@@ -20,6 +20,7 @@
 #include <OxbowPoolManager/OxbowRpm_Pool.h>
 #include <OxbowPoolManager/OxbowRpm_PoolDirectory.h>
 #include <OxbowPoolManager/OxbowRpm_ServiceNameBuffer.h>
+#include <OxbowPoolManager/OxbowRpm_Swapper.h>
 #include <OxbowPoolManager/OxbowRpm_Util.h>
 #include <OxbowPoolManager/base/FennelExcNoEntropy.h>
 
