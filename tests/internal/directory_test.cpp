@@ -123,9 +123,24 @@ TEST_F(Addressing, UUIDsAreFourValuesLeastNibbleFirst) {
     EXPECT_EQ(mMap->Length(), 3);
 }
 
-TEST_F(Addressing, GrowingTheMapKeepsEveryKnownPlace) {
-    for (std::int32_t n = 0; n < 40; ++n) {
-        EXPECT_EQ(mMap->Add(UUIDOf(static_cast<char>('A' + n))), n);
+TEST_F(Addressing, GrowingTheMapKeepsKnownPlacesAndAFailureChangesNothing) {
+    OxbowRpm_PoolMap::CheckSlotLimit(46340);
+    EXPECT_EQ(CodeOf([] { OxbowRpm_PoolMap::CheckSlotLimit(46341); }),
+              OxbowExcValidationFailure().GetCode());
+    int failures = 0;
+    for (std::int32_t n = 0; n < 40; ++n) {  // past the list's second page
+        const long blocks = TestAllocator::LiveBlocks();
+        for (long call = 1; mMap->Length() == n; ++call) {
+            TestAllocator::FailAt(call);
+            try {
+                EXPECT_EQ(mMap->Add(UUIDOf(static_cast<char>('A' + n))), n);
+            } catch (const std::bad_alloc&) {
+                ++failures;
+                EXPECT_EQ(mMap->Length(), n);
+                EXPECT_EQ(TestAllocator::LiveBlocks(), blocks);
+            }
+        }
+        TestAllocator::Disarm();
         for (std::int32_t other = 0; other <= n; ++other) {
             EXPECT_EQ(mMap->GetSrcSlotInDir(n, other), -1);
             EXPECT_EQ(mMap->GetSrcSlotInDir(other, n), -1);
@@ -136,31 +151,6 @@ TEST_F(Addressing, GrowingTheMapKeepsEveryKnownPlace) {
     for (std::int32_t n = 1; n < 40; ++n) {
         EXPECT_EQ(mMap->GetSrcSlotInDir(n / 2, n), 1000 + n);
         EXPECT_EQ(mMap->GetSrcSlotInDir(n, n / 3), 2000 + n);
-    }
-}
-
-TEST_F(Addressing, AFullMapOrFailedAllocationChangesNothing) {
-    OxbowRpm_PoolMap::CheckSlotLimit(46340);
-    EXPECT_EQ(CodeOf([] { OxbowRpm_PoolMap::CheckSlotLimit(46341); }),
-              OxbowExcValidationFailure().GetCode());
-    int failures = 0;
-    for (char letter = 'A'; letter < 'A' + 40; ++letter) {  // past the list's second page
-        const std::int32_t length = mMap->Length();
-        const long blocks = TestAllocator::LiveBlocks();
-        for (long n = 1;; ++n) {
-            TestAllocator::FailAt(n);
-            try {
-                mMap->Add(UUIDOf(letter));
-                break;
-            } catch (const std::bad_alloc&) {
-                ++failures;
-                EXPECT_EQ(mMap->Length(), length);
-                EXPECT_EQ(TestAllocator::LiveBlocks(), blocks);
-            }
-        }
-        TestAllocator::Disarm();
-        mMap->SetSrcSlotInDir(length, length, length);
-        EXPECT_EQ(mMap->GetSrcSlotInDir(length, length), length);
     }
     EXPECT_GE(failures, 40);
 }

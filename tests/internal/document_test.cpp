@@ -1,5 +1,7 @@
 // A document and its files: what opening, closing and failing leave behind.
 
+#include <vector>
+
 #include "doubles/CountingAllocator.h"
 #include "doubles/RecordingPlatform.h"
 #include "internal/TestFolder.h"
@@ -19,6 +21,37 @@ protected:
         TestAllocator::Disarm();
     }
 
+    template <class Exception>
+    static int Code() {
+        return Exception().GetCode();
+    }
+    /** The arguments of the OxbowExcIOBounds that the action raises. */
+    template <class Action>
+    static std::vector<std::uint64_t> BoundsOf(Action action) {
+        try {
+            action();
+        } catch (const OxbowExcIOBounds& failure) {
+            return {failure.Offset(), failure.End(), failure.Limit()};
+        }
+        return {};
+    }
+    /** Does the action after it has failed at each of its allocations, with a check behind each. */
+    template <class Action, class Check>
+    static int FailingEach(Action action, Check check) {
+        for (long n = 1;; ++n) {
+            TestAllocator::FailAt(n);
+            try {
+                action();
+                TestAllocator::Disarm();
+                return static_cast<int>(n) - 1;
+            } catch (const std::bad_alloc&) {
+                TestAllocator::Disarm();
+                SCOPED_TRACE(n);
+                check();
+            }
+        }
+    }
+
     /** A file of `pools` pools, each with its number as data. */
     void MakeFile(const std::string& name, int pools, const char* signature = "TEST") {
         OxbowRpm_Document document(signature);
@@ -35,22 +68,19 @@ protected:
 
 TEST_F(Documents, FailedAddFileGivesEveryPoolBack) {
     MakeFile("good", 3);
-    Store("bad", Bytes("good") + "less than a header");
-    std::string sealed = Bytes("bad");  // the same pools, and damage behind the last one
-    const std::size_t last = sealed.rfind("\x89OXB");
-    sealed.replace(last + 20, 16, "000000000000015" + std::to_string(48 + 96 + 6 - 150));
-    Store("bad", sealed);
-    OxbowRpm_Document document("TEST");
+    std::string bytes = Bytes("good");  // the same pools, the last one sealed, and damage behind it
+    bytes.replace(bytes.rfind("\x89OXB") + 20, 16, "0000000000000150");
+    Store("bad", bytes + "less than a header");
+    OxbowRpm_Document document("TEST"), fresh("TEST");
     OxbowRpm_File good = document.AddFile(Name("good"), kRead);
-    EXPECT_EQ(CodeOf([&] { document.AddFile(Name("bad"), kRead); }),
-              OxbowExcCorruptHeader().GetCode());
+    for (OxbowRpm_Document* const each : {&document, &fresh}) {
+        EXPECT_EQ(CodeOf([&] { each->AddFile(Name("bad"), kRead); }),
+                  Code<OxbowExcCorruptHeader>());
+    }
     for (unsigned i = 0; i < 3; ++i) {
         EXPECT_EQ(Get(good.Pool(i).Start(), 6), "pool " + std::to_string(i));
     }
-    // In a document of its own the same attempt leaves items without pools: the sound file then
-    // opens, and its pools may be appended elsewhere.
-    OxbowRpm_Document fresh("TEST");
-    EXPECT_NE(CodeOf([&] { fresh.AddFile(Name("bad"), kRead); }), 0);
+    // Items without pools stay where no file had them: a pool may be appended under such a UUID.
     OxbowRpm_File target = fresh.AddFile(Name("target"), kCreate);
     target.AppendPool(good.Pool(0));
     EXPECT_EQ(Get(target.Start(), 6), "pool 0");
@@ -70,18 +100,17 @@ TEST_F(Documents, CloseAllLeavesASignatureOfZeros) {
     EXPECT_EQ(CodeOf([&] { document.Flush(); }), 0);
     OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
     document.Close(file);
-    EXPECT_EQ(CodeOf([&] { document.Close(file); }), OxbowExcCantGetFile().GetCode());
+    EXPECT_EQ(CodeOf([&] { document.Close(file); }), Code<OxbowExcCantGetFile>());
     document.AddFile(Name("g"), kCreate);
     document.Flush();
     document.Close();
     document.AddFile(Name("zero"), kCreate);
     EXPECT_EQ(Bytes("zero").substr(16, 4), std::string(4, '\0'));
-    EXPECT_EQ(CodeOf([&] { document.AddFile(Name("g"), kRead); }),
-              OxbowExcUserSigMismatch().GetCode());
+    EXPECT_EQ(CodeOf([&] { document.AddFile(Name("g"), kRead); }), Code<OxbowExcUserSigMismatch>());
 
     OxbowRpm_Document another("TEST");
     const OxbowRpm_File foreign = another.AddFile(Name("h"), kCreate);
-    EXPECT_EQ(CodeOf([&] { document.Close(foreign); }), OxbowExcCantGetFile().GetCode());
+    EXPECT_EQ(CodeOf([&] { document.Close(foreign); }), Code<OxbowExcCantGetFile>());
     EXPECT_EQ(foreign.PoolCount(), 1u);
     EXPECT_EQ(std::string(foreign.FileName().View()), PathOf("h"));
 }
@@ -93,7 +122,7 @@ TEST_F(Documents, AFileWithoutPoolsGetsItsFirstOnRequest) {
         OxbowRpm_File file = document.AddFile(Name("empty"), mode);
         EXPECT_EQ(file.PoolCount(), 0u);
         testing::internal::CaptureStderr();
-        const int invalid = OxbowExcValidationFailure().GetCode();
+        const int invalid = Code<OxbowExcValidationFailure>();
         EXPECT_EQ(CodeOf([&] { file.Start(); }), invalid);
         EXPECT_EQ(CodeOf([&] { file.End(); }), invalid);
         EXPECT_EQ(CodeOf([&] { file.Allocate(1); }), invalid);
@@ -101,7 +130,7 @@ TEST_F(Documents, AFileWithoutPoolsGetsItsFirstOnRequest) {
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
         file.Flush();
         EXPECT_EQ(CodeOf([&] { file.NewPool(); }),
-                  mode == kRead ? OxbowExcNewPoolReadOnly().GetCode() : 0);
+                  mode == kRead ? Code<OxbowExcNewPoolReadOnly>() : 0);
         EXPECT_EQ(Bytes("empty").size(), mode == kRead ? 0u : 80u);
     }
 }
@@ -111,32 +140,23 @@ TEST_F(Documents, OnlyTheLastPoolOfAWritableFileGrows) {
     OxbowRpm_Document document("TEST");
     {
         OxbowRpm_File file = document.AddFile(Name("f"), kUpdate);
-        EXPECT_EQ(CodeOf([&] { file.Pool(0).Allocate(1); }), OxbowExcImmutablePool().GetCode());
+        EXPECT_EQ(CodeOf([&] { file.Pool(0).Allocate(1); }), Code<OxbowExcImmutablePool>());
         EXPECT_FALSE(file.Pool(0).ReadOnly());
         file.Pool(0).Start().Write(4, "POOL");
         EXPECT_TRUE(file.Allocate(0) == file.End());
-        const std::uint64_t left = 9999999999999999u - 48 - 64 - 6;
-        try {
-            file.Allocate(left + 1);
-            FAIL();
-        } catch (const OxbowExcIOBounds& failure) {
-            EXPECT_EQ(failure.Offset(), 6u);
-            EXPECT_EQ(failure.End(), left + 7);
-            EXPECT_EQ(failure.Limit(), left + 6);
-        }
-        EXPECT_EQ(CodeOf([&] { file.Allocate(UINT64_MAX); }), OxbowExcIOBounds(0, 0, 0).GetCode());
-        try {
-            (file.Start() + 6).Write(UINT64_MAX, "");
-            FAIL();
-        } catch (const OxbowExcIOBounds& failure) {
-            EXPECT_EQ(failure.End(), UINT64_MAX);
-        }
+        const std::uint64_t greatest = 9999999999999999u - 48 - 64;
+        using Bounds = std::vector<std::uint64_t>;
+        EXPECT_EQ(BoundsOf([&] { file.Allocate(greatest - 5); }),
+                  (Bounds{6, greatest + 1, greatest}));
+        EXPECT_EQ(BoundsOf([&] { file.Allocate(UINT64_MAX); }), (Bounds{6, UINT64_MAX, greatest}));
+        EXPECT_EQ(BoundsOf([&] { (file.Start() + 6).Write(UINT64_MAX, ""); }),
+                  (Bounds{6, UINT64_MAX, 6}));
         EXPECT_EQ(file.Pool().Length(), 6u);
         document.Close(file);
     }
     OxbowRpm_File file = document.AddFile(Name("f"), kRead);
-    EXPECT_EQ(CodeOf([&] { file.Allocate(1); }), OxbowExcImmutablePool().GetCode());
-    EXPECT_EQ(CodeOf([&] { file.Start().Write(1, "x"); }), OxbowExcWriteReadOnly().GetCode());
+    EXPECT_EQ(CodeOf([&] { file.Allocate(1); }), Code<OxbowExcImmutablePool>());
+    EXPECT_EQ(CodeOf([&] { file.Start().Write(1, "x"); }), Code<OxbowExcWriteReadOnly>());
     EXPECT_EQ(CodeOf([&] { file.End().Write(1, "x"); }), OxbowExcIOBounds(0, 0, 0).GetCode());
     EXPECT_EQ(Get(file.Pool(0).Start(), 7), std::string("POOL 0\x89")) << "not bounded by the pool";
 }
@@ -173,10 +193,10 @@ TEST_F(Documents, AppendPoolRefusesBeforeItWrites) {
             EXPECT_EQ(file.PoolCount(), 1u);
             return code;
         };
-        EXPECT_EQ(refused(file.Pool()), OxbowExcPoolAlreadyInDoc().GetCode());
-        EXPECT_EQ(refused(foreign.Pool()), OxbowExcUserSigMismatch().GetCode());
+        EXPECT_EQ(refused(file.Pool()), Code<OxbowExcPoolAlreadyInDoc>());
+        EXPECT_EQ(refused(foreign.Pool()), Code<OxbowExcUserSigMismatch>());
         source.Pool().Allocate(10);  // booked, not written
-        EXPECT_EQ(refused(source.Pool()), OxbowExcShortPool().GetCode());
+        EXPECT_EQ(refused(source.Pool()), Code<OxbowExcShortPool>());
         EXPECT_EQ(CodeOf([&] { Put(file, "more"); }), 0) << "the pool still grows";
         document.Close(file);
     }
@@ -236,7 +256,7 @@ TEST_F(Documents, AppendPoolRefusesItsOwnAndWhatHasGrownSince) {
     own.NewPool();
     Store("twin", Bytes("own"));
     document.Close(document.AddFile(Name("twin"), kRead));  // leaves own's pools unbound
-    EXPECT_EQ(CodeOf([&] { own.AppendPool(own.Pool()); }), OxbowExcPoolAlreadyInDoc().GetCode());
+    EXPECT_EQ(CodeOf([&] { own.AppendPool(own.Pool()); }), Code<OxbowExcPoolAlreadyInDoc>());
 
     MakeFile("grows", 1);
     OxbowRpm_Document writer("TEST"), stale("TEST");
@@ -244,83 +264,53 @@ TEST_F(Documents, AppendPoolRefusesItsOwnAndWhatHasGrownSince) {
     const OxbowRpm_Pool seen = stale.AddFile(Name("grows"), kRead).Pool();
     Put(grows, "more than was seen");
     grows.NewPool();
-    EXPECT_EQ(CodeOf([&] { own.AppendPool(seen); }), OxbowExcShortPool().GetCode());
+    EXPECT_EQ(CodeOf([&] { own.AppendPool(seen); }), Code<OxbowExcShortPool>());
     EXPECT_EQ(own.PoolCount(), 2u);
 }
 
 TEST_F(Documents, AFailedAllocationLeavesTheDocumentWorking) {
     MakeFile("a", 20);
     MakeFile("b", 1);
-    int failures = 0;
-    for (const bool forever : {false, true}) {
-        for (long n = 1; n < 100000; ++n) {
-            const long blocks = TestAllocator::LiveBlocks();
-            bool done = false;
-            {
-                OxbowRpm_Document document("TEST");
-                OxbowRpm_File b = document.AddFile(Name("b"), kUpdate);
-                const std::uint32_t pools = b.PoolCount();
-                forever ? TestAllocator::FailFrom(n) : TestAllocator::FailAt(n);
-                try {
-                    OxbowRpm_File a = document.AddFile(Name("a"), kRead);
-                    document.Close(a);
-                    document.AddFile(Name("a"), kRead);
-                    document.Close();
-                    done = true;
-                } catch (const std::bad_alloc&) {
-                    ++failures;
-                }
-                TestAllocator::Disarm();
-                if (!done) {
-                    ASSERT_EQ(b.PoolCount(), pools) << n;
-                    ASSERT_EQ(Get(b.Start(), 6), "pool 0") << n;
-                    document.Close();
-                }
-            }
-            ASSERT_EQ(TestAllocator::LiveBlocks(), blocks) << n;
-            if (done) {
-                break;
-            }
-        }
+    const long blocks = TestAllocator::LiveBlocks();
+    {
+        OxbowRpm_Document document("TEST");
+        OxbowRpm_File b = document.AddFile(Name("b"), kUpdate);
+        const int failures =
+            FailingEach([&] { document.Close(document.AddFile(Name("a"), kRead)); },
+                        [&] {
+                            ASSERT_EQ(Get(b.Start(), 6), "pool 0");
+                            OxbowRpm_Document other("TEST");
+                            ASSERT_EQ(other.AddFile(Name("a"), kRead).PoolCount(), 20u);
+                        });
+        EXPECT_GT(failures, 100);
+        document.Close();
     }
-    EXPECT_GT(failures, 200);
+    EXPECT_EQ(TestAllocator::LiveBlocks(), blocks);
 }
 
 TEST_F(Documents, AFailedAllocationLeavesTheChainAsItWas) {
-    MakeFile("source", 1);
-    int failures = 0;
-    for (const int pools : {1, 16, 17, 257}) {
-        for (const bool empty : {false, true}) {
-            OxbowRpm_Document document("TEST"), sources("TEST");
-            const OxbowRpm_Pool source = sources.AddFile(Name("source"), kRead).Pool();
+    for (const int pools : {1, 16, 257}) {
+        for (const std::uint64_t length : {0, 1}) {
+            OxbowRpm_Document document("TEST");
             OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
             for (int i = 1; i < pools; ++i) {
                 Put(file, "x");
                 file.NewPool();
             }
-            empty ? file.Allocate(0) : Put(file, "x");
+            Put(file, std::string(length, 'x'));
             const OxbowRpm_Locator last = file.Start();
             const std::string before = Bytes("f");
-            for (long n = 1;; ++n) {
-                TestAllocator::FailAt(n);
-                try {
-                    file.NewPool();
-                    break;
-                } catch (const std::bad_alloc&) {
-                    TestAllocator::Disarm();
-                    ++failures;
-                    ASSERT_EQ(file.PoolCount(), static_cast<unsigned>(pools)) << n;
-                    ASSERT_TRUE(file.Start() == last && file.Pool().Length() == (empty ? 0 : 1));
-                    ASSERT_EQ(CodeOf([&] { file.Allocate(0).Write(0, ""); }), 0) << n;
-                    ASSERT_EQ(Bytes("f"), before) << n;
-                }
-            }
-            TestAllocator::Disarm();
-            file.AppendPool(source);
-            EXPECT_EQ(Get(file.Start(), 6), "pool 0");
+            EXPECT_GT(FailingEach([&] { file.NewPool(); },
+                                  [&] {
+                                      ASSERT_EQ(file.PoolCount(), static_cast<unsigned>(pools));
+                                      ASSERT_TRUE(file.Start() == last);
+                                      ASSERT_EQ(file.Pool().Length(), length);
+                                      ASSERT_EQ(CodeOf([&] { Put(file, ""); }), 0);
+                                      ASSERT_EQ(Bytes("f"), before);
+                                  }),
+                      9);
         }
     }
-    EXPECT_GT(failures, 60);
 }
 
 TEST_F(Documents, AFailedWriteCanBeRepeated) {
