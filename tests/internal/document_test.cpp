@@ -290,7 +290,7 @@ TEST_F(Documents, AFailedAllocationLeavesTheDocumentWorking) {
 
 TEST_F(Documents, AFailedAllocationLeavesTheChainAsItWas) {
     for (const int pools : {1, 16, 257}) {
-        for (const std::uint64_t length : {0, 1}) {
+        for (const std::uint64_t length : {UINT64_C(0), UINT64_C(1)}) {
             OxbowRpm_Document document("TEST");
             OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
             for (int i = 1; i < pools; ++i) {
