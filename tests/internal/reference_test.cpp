@@ -2,152 +2,110 @@
 #include "PrivateInterfaces/OxbowRpm_WeakRef.inl"
 
 #include <OxbowPoolManager/base/mem_AllocationOperators.h>
-
 #include <gtest/gtest.h>
 
-#include <array>
-#include <new>
+#include <functional>
+#include <map>
 #include <random>
 #include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "doubles/CountingAllocator.h"
 
 namespace {
 
-/** Holds another target, as the library's objects do: one release can set off a chain of them. */
-class Target : public mem_AllocationOperators {
-public:
-    Target(int number, const OxbowRpm_StrongRef<Target>& held,
-           const OxbowRpm_WeakRef<Target>& watched)
-        : mNumber(number), mHeld(held), mWatched(watched) {
-        sLive.insert(number);
-    }
-    ~Target() { EXPECT_EQ(sLive.erase(mNumber), 1u) << "destroyed twice"; }
-    Target(const Target&) = delete;
-    Target& operator=(const Target&) = delete;
-
-    int Number() const { return mNumber; }
-
-    static inline std::set<int> sLive;
-
-private:
-    const int mNumber;
-    const OxbowRpm_StrongRef<Target> mHeld;
-    const OxbowRpm_WeakRef<Target> mWatched;
-};
-
+struct Target;
 using Strong = OxbowRpm_StrongRef<Target>;
 using Weak = OxbowRpm_WeakRef<Target>;
 
+std::set<int> gLive = {-1};  // null is one of them
+
+/** Holds another target, as the library's objects do: one release can set off a chain of them. */
+struct Target : mem_AllocationOperators {
+    Target(int n, const Strong& s, const Weak& w) : number(n), held(s), watched(w) {
+        gLive.insert(n);
+    }
+    ~Target() { EXPECT_EQ(gLive.erase(number), 1u) << "destroyed twice"; }
+
+    const int number;
+    const Strong held;
+    const Weak watched;
+};
+
 /** Real references beside plain numbers of targets; -1 is null. */
-class Model {
-public:
-    static constexpr int kPlaces = 6;
+struct Place {
+    Strong strong;
+    Weak weak;
+    int strongTo = -1, weakTo = -1;
+    int Alive() const { return gLive.count(weakTo) != 0 ? weakTo : -1; }
+};
 
-    explicit Model(unsigned seed) : mRandom(seed), mBlocksBefore(TestAllocator::LiveBlocks()) {
-        mStrongTo.fill(-1);
-        mWeakTo.fill(-1);
-    }
+int NumberOf(const Strong& strong) {
+    return strong.IsNull() ? -1 : strong->number;
+}
 
+struct Model {
     void Step() {
-        const auto a = Draw(kPlaces);
-        const auto b = Draw(kPlaces);
-        switch (Draw(9)) {
-            case 0:
-                mLinks.emplace_back(mStrongTo[b], mWeakTo[a]);
-                return SetStrong(a, Strong(new Target(Newest(), mStrong[b], mWeak[a])), Newest());
-            case 1:
-                return SetStrong(a, mStrong[b], mStrongTo[b]);
-            case 2:
-                return SetStrong(a, mWeak[b].GetStrongRef(), Live(mWeakTo[b]) ? mWeakTo[b] : -1);
-            case 3:
-                return SetStrong(a, Strong(), -1);
-            case 4:
-                mStrong[a].Nullify();
-                return SetStrong(a, mStrong[a], -1);
-            case 5:
-                return SetWeak(a, mWeak[b], mWeakTo[b]);
-            case 6:
-                mWeak[a].Nullify();
-                return SetWeak(a, mWeak[a], -1);
-            default:
-                return SetWeak(a, mStrong[b], mStrongTo[b]);
-        }
+        Place &a = places[random() % 6], &b = places[random() % 6];
+        const int fresh = static_cast<int>(links.size());
+        const std::function<void()> steps[] = {
+            [&] {
+                links[fresh] = {b.strongTo, a.weakTo};
+                a.strong = Strong(new Target(fresh, b.strong, a.weak)), a.strongTo = fresh;
+            },
+            [&] { a.strong = b.strong, a.strongTo = b.strongTo; },
+            [&] { a.strongTo = b.Alive(), a.strong = b.weak.GetStrongRef(); },
+            [&] { a.strong = Strong(), a.strongTo = -1; },
+            [&] { a.strong.Nullify(), a.strongTo = -1; },
+            [&] { a.weak = b.weak, a.weakTo = b.weakTo; },
+            [&] { a.weak.Nullify(), a.weakTo = -1; },
+            [&] { a.weak = b.strong, a.weakTo = b.strongTo; }};
+        steps[random() % 8]();
     }
 
-    void Check() {
-        std::set<int> live(mStrongTo.begin(), mStrongTo.end());
-        std::set<int> counted(mWeakTo.begin(), mWeakTo.end());
-        for (int target = Newest(); target >= 0; --target) {  // it refers to older ones only
-            if (live.count(target) != 0) {
-                const auto& [held, watched] = mLinks[static_cast<std::size_t>(target)];
-                live.insert(held);
-                counted.insert({target, watched});
+    void Check() const {
+        std::set<int> live = {-1}, counted = {-1};
+        for (const Place& place : places) {
+            live.insert(place.strongTo);
+            counted.insert(place.weakTo);
+            EXPECT_EQ(NumberOf(place.strong), place.strongTo);
+            EXPECT_EQ(place.weak.IsNull(), place.weakTo == -1) << "it doesn't learn of a death";
+            const Strong strong = Weak(place.weak).GetStrongRef();
+            EXPECT_EQ(NumberOf(strong), place.Alive());
+            EXPECT_TRUE(strong.IsNull() || strong.Get() == place.weak.Get());
+        }
+        for (const auto& [number, link] : links) {  // newest first: they refer to older ones
+            if (live.count(number) != 0) {
+                live.insert(link.first);
+                counted.insert({number, link.second});
             }
         }
-        live.erase(-1);
-        counted.erase(-1);
-        EXPECT_EQ(Target::sLive, live);
-        EXPECT_EQ(TestAllocator::LiveBlocks() - mBlocksBefore,
-                  static_cast<long>(live.size() + counted.size()));
-        for (std::size_t i = 0; i < kPlaces; ++i) {
-            EXPECT_EQ(mStrong[i].IsNull() ? -1 : mStrong[i]->Number(), mStrongTo[i]);
-            EXPECT_EQ(mWeak[i].IsNull(), mWeakTo[i] == -1) << "it doesn't learn of a death";
-            const Strong strong = Weak(mWeak[i]).GetStrongRef();
-            EXPECT_EQ(strong.IsNull() ? -1 : strong->Number(), Live(mWeakTo[i]) ? mWeakTo[i] : -1);
-            EXPECT_TRUE(strong.IsNull() || strong.Get() == mWeak[i].Get());
-        }
+        const auto blocks = static_cast<long>(live.size() + counted.size()) - 2;
+        EXPECT_EQ(TestAllocator::LiveBlocks() - blocksBefore, blocks);
+        EXPECT_EQ(gLive, live);
     }
 
-private:
-    using Places = std::array<int, kPlaces>;
-
-    void SetStrong(std::size_t place, const Strong& value, int target) {
-        mStrong[place] = value;
-        mStrongTo[place] = target;
-    }
-    template <class Reference>
-    void SetWeak(std::size_t place, const Reference& value, int target) {
-        mWeak[place] = value;
-        mWeakTo[place] = target;
-    }
-    int Newest() const { return static_cast<int>(mLinks.size()) - 1; }
-    std::size_t Draw(unsigned limit) { return mRandom() % limit; }
-    static bool Live(int target) { return Target::sLive.count(target) != 0; }
-
-    std::mt19937 mRandom;
-    const long mBlocksBefore;
-    Strong mStrong[kPlaces];
-    Weak mWeak[kPlaces];
-    Places mStrongTo, mWeakTo;
+    std::mt19937 random;
+    const long blocksBefore = TestAllocator::LiveBlocks();
+    Place places[6] = {};
     /** For each target ever made, the one that it holds and the one that it watches. */
-    std::vector<std::pair<int, int>> mLinks;
+    std::map<int, std::pair<int, int>, std::greater<int>> links = {};
 };
 
 TEST(Reference, TargetsAndCountsLiveAsLongAsSomebodyRefersToThem) {
     const long before = TestAllocator::LiveBlocks();
     for (unsigned seed = 1; seed <= 40 && !testing::Test::HasFailure(); ++seed) {
-        Model model(seed);
+        Model model{std::mt19937(seed)};
         for (int step = 0; step < 400 && !testing::Test::HasFailure(); ++step) {
-            SCOPED_TRACE("seed " + std::to_string(seed) + ", step " + std::to_string(step));
+            SCOPED_TRACE(testing::Message() << "seed " << seed << ", step " << step);
             model.Step();
             model.Check();
         }
     }
-    EXPECT_TRUE(Target::sLive.empty());
-    EXPECT_EQ(TestAllocator::LiveBlocks(), before);
-}
-
-TEST(Reference, TargetThatGetsNoCountsIsDestroyed) {
-    const long before = TestAllocator::LiveBlocks();
     auto* const target = new Target(7, Strong(), Weak());
     TestAllocator::FailAt(1);
     EXPECT_THROW(Strong reference(target), std::bad_alloc);
     TestAllocator::Disarm();
-    EXPECT_TRUE(Target::sLive.empty());
+    EXPECT_EQ(gLive.size(), 1u) << "a target that gets no counts is destroyed";
     EXPECT_EQ(TestAllocator::LiveBlocks(), before);
 }
 

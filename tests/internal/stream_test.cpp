@@ -12,15 +12,12 @@
 
 namespace {
 
-using std::string;
-using std::uint64_t;
+using std::string, std::uint64_t;
 using namespace std::string_literals;
-
-const string kInvalid = "OxbowExcValidationFailure";
 
 string Told(const char* failure, uint64_t asked, uint64_t there) {
     const string first = std::to_string(static_cast<unsigned>(asked));
-    return failure + ("(" + first + ",") + std::to_string(static_cast<unsigned>(there)) + ")";
+    return failure + ("(" + first + "," + std::to_string(static_cast<unsigned>(there)) + ")");
 }
 
 /** The class of what is raised, and the numbers if it is a stream's own. */
@@ -35,8 +32,6 @@ string Raised(Action action) {
     } catch (const FennelException& failure) {
         const string text(failure.AsString().View());
         return text.substr(0, text.find(':'));
-    } catch (const std::bad_alloc&) {
-        return "no memory";
     }
     return "";
 }
@@ -57,17 +52,13 @@ protected:
         mMemory = reading ? data : string(data.size(), '?');
         mPlace = Put(mPool, mMemory);
         mInMemory = shape.buffer == 0;
-        char* const memory = mMemory.data();
-        if (reading && mInMemory) {
-            mIn = std::make_unique<OxbowRpm_BStreamReadBuffer>(memory, data.size(), mPool);
-        } else if (reading) {
-            mIn = std::make_unique<OxbowRpm_BStreamReadLocator>(mPlace, shape.limit, shape.buffer);
-        } else if (mInMemory) {
-            mOut = std::make_unique<OxbowRpm_BStreamWriteBuffer>(memory, data.size(), mPool);
-        } else {
-            mOut =
-                std::make_unique<OxbowRpm_BStreamWriteLocator>(mPlace, shape.limit, shape.buffer);
-        }
+        reading ? Start<OxbowRpm_BStreamReadBuffer, OxbowRpm_BStreamReadLocator>(mIn, shape)
+                : Start<OxbowRpm_BStreamWriteBuffer, OxbowRpm_BStreamWriteLocator>(mOut, shape);
+    }
+    template <class OverMemory, class OverPool, class Stream>
+    void Start(Stream& stream, Shape shape) {
+        mInMemory ? stream.reset(new OverMemory(mMemory.data(), mMemory.size(), mPool))
+                  : stream.reset(new OverPool(mPlace, shape.limit, shape.buffer));
     }
     /** Ends the stream and gives what stands there. */
     string End() {
@@ -115,17 +106,14 @@ protected:
     void Table() {
         mStored.clear();
         Value(INT32_MIN, "\0\0\0\x80"s);
-        Value(-2, "\xFE\xFF\xFF\xFF");
         Value(UINT32_MAX, "\xFF\xFF\xFF\xFF");
         Value(0x01020384u, "\x84\3\2\1");
         Value(OxbowRpm_Locator() + 5, "\5\0\0\0\0\0\0\0\xFF\xFF\xFF\xFF"s);
         Value(mPool.Start() + 0x0102030405060708, "\x8\7\6\5\4\3\2\1\0\0\0\0"s);
         Value(mOlder.Start() + 5, "\5\0\0\0\0\0\0\0\1\0\0\0"s);
         Value(FennelString(), "\0\0\0\0"s);
-        Value(FennelString("a"), "\1\0\0\0a\0\0\0"s);
         Value(FennelString("a\0b\0\0c", 6), "\6\0\0\0a\0b\0\0c\0\0"s);
         Value(FennelUnicodeString(), "\0\0\0\0"s);
-        Value(FennelUnicodeString("abc"), "\3\0\0\0abc\0"s);
         Value(FennelUnicodeString("\xC3\xBC\xFF!"), "\4\0\0\0\xC3\xBC\xFF!"s);
         Value(FennelUnicodeString("abcde"), "\5\0\0\0abcde\0\0\0"s);
         for (const char length : "\x8\xC\xD\xF\x10\x11\x12\x3C\x40\x41"s) {
@@ -242,9 +230,7 @@ TEST_F(Streams, RandomCallsMoveTheRightBytesAndRefuseTheRest) {
         for (int step = 0; step < 40; ++step) {
             const char kind = "PB"[random() % 2];
             uint64_t n = 1 + random() % (random() % 4 == 0 ? 1000 : 40);
-            if (kind == 'P' && random() % 20 == 0) {
-                n = random() % 2 == 0 ? 0 - n : n + 0x100000000;
-            }
+            n = kind == 'B' || random() % 20 != 0 ? n : random() % 2 == 0 ? 0 - n : n + 0x100000000;
             const uint64_t left = end - mDone, ready = reading ? std::min(buffer, left) : buffer;
             string expected;
             if (mInMemory) {
@@ -258,9 +244,7 @@ TEST_F(Streams, RandomCallsMoveTheRightBytesAndRefuseTheRest) {
             }
             ASSERT_EQ(Call(kind, n), expected) << "step " << step;
         }
-        if (!reading) {
-            ASSERT_EQ(End(), data.substr(0, mDone) + string(end - mDone, '?'));
-        }
+        ASSERT_TRUE(reading || End() == data.substr(0, mDone) + string(end - mDone, '?'));
     }
 }
 
@@ -274,15 +258,12 @@ TEST_F(Streams, DamagedValuesAreRefusedAndHarmless) {
         FennelString text("before");
         FennelUnicodeString wide("before");
         testing::internal::CaptureStderr();
-        EXPECT_EQ(Raised([&] { mIn->Read(text); }), kInvalid) << "length -1";
-        EXPECT_EQ(Raised([&] { mIn->Read(wide); }), kInvalid) << "length -2^31";
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+        EXPECT_EQ(Raised([&] { mIn->Read(text); }), "OxbowExcValidationFailure") << "-1";
+        EXPECT_EQ(Raised([&] { mIn->Read(wide); }), "OxbowExcValidationFailure") << "-2^31";
         EXPECT_TRUE(text.View() == "before" && wide.View() == "before");
-
-        testing::internal::CaptureStderr();
         OxbowRpm_Locator locator = mOlder.Start() + 7;
-        EXPECT_EQ(Raised([&] { locator.InternalizeImpl(*mIn); }), kInvalid) << "slot 2 of 2";
-        EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+        EXPECT_EQ(CodeOf([&] { locator.InternalizeImpl(*mIn); }), 1) << "slot 2 of 2";
+        EXPECT_EQ(testing::internal::GetCapturedStderr().find("OxbowVALIDATE failed: slot"), 0u);
         EXPECT_TRUE(locator == mOlder.Start());
         locator += 7;
         locator.InternalizeImpl(*mIn);
@@ -292,15 +273,10 @@ TEST_F(Streams, DamagedValuesAreRefusedAndHarmless) {
         mIn->Read(behind);
         EXPECT_TRUE(text.View() == "a" && behind == 0x01020304) << "padding is not looked at";
     }
-    for (const Shape& shape : {Shape{0, 0}, Shape{0, 16}, Shape{8, 16}}) {
-        Open(true, shape, "\xFF\xFF\xFF\x7Ftiny");
-        FennelString text("before");
-        const string raised = Raised([&] { mIn->Read(text); });
-        EXPECT_EQ(raised, mInMemory          ? Told(" ShortBuffer", 0x80000000, 4)
-                          : shape.limit != 0 ? Told(" ShortBuffer", 0x80000004, shape.limit)
-                                             : "");
-        EXPECT_EQ(text.View(), raised.empty() ? "tiny" : "before");
-    }
+    Open(true, {0, 16}, "\xFF\xFF\xFF\x7Ftiny");
+    FennelString text;
+    mIn->Read(text);
+    EXPECT_EQ(text.View(), "tiny") << "a length of 2 GiB takes the memory of what is there";
 #ifndef __SANITIZE_THREAD__  // it backs the untouched pages with its own
     rusage usage;
     EXPECT_TRUE(getrusage(RUSAGE_SELF, &usage) == 0 && usage.ru_maxrss < 1024 * 1024) << "in KiB";
@@ -319,66 +295,19 @@ TEST_F(Streams, ReferencesNeedTheirPoolInTheDirectory) {
     EXPECT_EQ(Get(place, 16), string(16, '\0')) << "stored old memory, or not behind the reference";
     store(OxbowRpm_BStreamWriteBuffer(memory, 16, mOlder.Directory()));
     EXPECT_EQ(string(memory + 12, 4), string(4, '\0')) << "it stands behind the twelve bytes";
-
     OxbowRpm_BStreamWriteBuffer out(memory, 12);
-    (OxbowRpm_Locator() + 5).ExternalizeImpl(out);
-    OxbowRpm_BStreamReadBuffer in(memory, 12);
-    OxbowRpm_Locator back = mPool.Start() + 5;
-    back.InternalizeImpl(in);
-    EXPECT_TRUE(back == mPool.Start()) << "a null needs no directory, and its offset is dropped";
-}
-
-TEST_F(Streams, FailuresLoseNothing) {
-    const string stored = "\5\0\0\0abcde\0\0\0"s;
-    const FennelString text("abcde");
-    int n = 1;
-    for (bool fired = true; fired; ++n) {
-        Open(false, {12, 16}, stored);
-        TestAllocator::FailAt(n);
-        fired = Raised([&] { mOut->Write(text); }) != "";
-        TestAllocator::Disarm();
-        if (fired) {
-            mOut->Write(text);  // the limit leaves no room for more
-        }
-        EXPECT_EQ(End(), stored) << "call " << n;
-
-        Open(true, {12, 16}, stored);
-        FennelString got("before");
-        TestAllocator::FailAt(n);
-        const bool starved = Raised([&] { mIn->Read(got); }) != "";
-        TestAllocator::Disarm();
-        EXPECT_EQ(got.View(), starved ? "before" : "abcde") << "call " << n;
-        fired = fired || starved;
-    }
-    EXPECT_EQ(n, 5) << "a buffer, a body and a text when reading";
-
-    Open(false, {0, 16}, "0123456789abcdefg");
-    Call('P', 10);
-    TestPlatform::FailNext(TestPlatform::Write, 28);
-    EXPECT_EQ(Call('B', 7), "OxbowExcWriteError");
-    EXPECT_EQ(Call('B', 7), "");
-    EXPECT_EQ(End(), mData);
+    EXPECT_NO_THROW(OxbowRpm_Locator().ExternalizeImpl(out)) << "a null needs no directory";
 }
 
 TEST_F(Streams, AnEndingWriterRaisesUnlessAnotherFailureIsOnItsWay) {
     const OxbowRpm_Locator place = mFile.Allocate(3);
-    const long before = TestAllocator::LiveBlocks();
     const auto end = [&](bool failing) {
         OxbowRpm_BStreamWriteLocator out(place, 0, 16);
         out.PrepWrite(4);
-        if (failing) {
-            throw 7;
-        }
+        failing ? throw 7 : 0;
     };
     EXPECT_EQ(Raised([&] { end(false); }), "OxbowExcIOBounds");
     EXPECT_THROW(end(true), int);
-    EXPECT_EQ(TestAllocator::LiveBlocks(), before);
-    auto* const out = new OxbowRpm_BStreamWriteLocator(place, 0, 16);
-    OxbowRpm_BStreamReadLocator in(place, 0, 16);
-    out->PrepWrite(4);
-    mDocument.Close(mFile);
-    EXPECT_EQ(Raised([&] { in.PrepRead(1); }), "OxbowExcCantDerefLocator");
-    EXPECT_EQ(Raised([&] { delete out; }), "OxbowExcCantDerefLocator");
 }
 
 }  // namespace

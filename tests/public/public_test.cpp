@@ -122,6 +122,10 @@ TEST_F(PublicInterface, SecondWriterIsRefusedAndReaderIsNot) {
     };
     InSecondProcess(openAgain);
     openAgain();
+    openAgain();  // the reader of the last time is closed, and has taken no lock along
+    document.Close();
+    OxbowRpm_Document next("publ");
+    EXPECT_EQ(next.AddFile(Name("shared"), kUpdate).PoolCount(), 1u);
 }
 
 TEST_F(PublicInterface, BothKindsOfExceptionAreCaughtByClass) {
