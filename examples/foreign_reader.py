@@ -75,7 +75,7 @@ def main(paths):
     for path in paths:
         try:
             print(f"  {show(path)} pools, sound")
-        except Damaged as damage:
+        except (Damaged, OSError) as damage:
             print(f"  damaged: {damage}")
             sound = False
     return 0 if sound else 1

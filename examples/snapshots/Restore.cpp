@@ -107,10 +107,12 @@ std::string Difference(const Record& record, const std::string& path) try {
 int Restore(const std::string& storeFolder, std::uint32_t snapshot, const std::string& directory) {
     const Store store(storeFolder, Store::Access::Read);
     const Records records = store.ReadRecords(snapshot);
-    fs::create_directories(directory);
-    if (!fs::is_empty(directory)) {
-        throw Failure(directory + " is not empty");
+    const fs::path target = fs::weakly_canonical(fs::absolute(directory));
+    const fs::path below = target.lexically_relative(fs::canonical(storeFolder));
+    if (*below.begin() != ".." || (fs::exists(directory) && !fs::is_empty(directory))) {
+        throw Failure(directory + " is not empty, or lies in the store");
     }
+    fs::create_directories(directory);
     umask(077);  // Nobody else looks into a file before it has its own mode.
     StartProgress("restoring", store.Heads()[snapshot - 1].bytes);
     std::size_t restored = 0;
@@ -130,6 +132,9 @@ int Restore(const std::string& storeFolder, std::uint32_t snapshot, const std::s
 int Verify(const std::string& storeFolder, std::uint32_t snapshot, const std::string& directory) {
     const Store store(storeFolder, Store::Access::Read);
     const Records records = store.ReadRecords(snapshot);
+    if (!fs::is_directory(directory)) {
+        throw Failure(directory + " is no directory");
+    }
     StartProgress("verifying", store.Heads()[snapshot - 1].bytes);
     std::size_t differences = 0;
     const auto tell = [&](const std::string& path, const std::string& what) {
@@ -140,9 +145,10 @@ int Verify(const std::string& storeFolder, std::uint32_t snapshot, const std::st
         const std::string what = Difference(record, directory + "/" + path);
         what.empty() ? void() : tell(directory + "/" + path, what);
     }
-    for (fs::recursive_directory_iterator i(directory), end; i != end; ++i) {
+    const auto listed = fs::directory_options::skip_permission_denied;
+    for (fs::recursive_directory_iterator i(directory, listed), end; i != end; ++i) {
         const std::string path = i->path().lexically_relative(directory).string();
-        if (i->is_directory() && fs::equivalent(i->path(), storeFolder)) {
+        if (fs::is_directory(i->symlink_status()) && fs::equivalent(i->path(), storeFolder)) {
             i.disable_recursion_pending();
         } else if (records.count(path) == 0 && !fs::is_other(i->symlink_status())) {
             tell(i->path().string(), " is not in the snapshot");

@@ -44,12 +44,12 @@ void Get(OxbowRpm_BStreamRead& stream, Numbers&... numbers) {
 
 // The length of a record in the stream. This and the two functions below have to agree.
 std::uint64_t SizeOf(const std::string& path, const Record& record) {
-    return 7 * 8 + 4 + (path.size() + 3) / 4 * 4 + 4 + (record.target.size() + 3) / 4 * 4 + 12;
+    return 8 * 8 + 4 + (path.size() + 3) / 4 * 4 + 4 + (record.target.size() + 3) / 4 * 4 + 12;
 }
 
 void Write(OxbowRpm_BStreamWrite& stream, const std::string& path, const Record& record) {
     Put(stream, record.mode, record.modified.tv_sec, record.modified.tv_nsec, record.changed.tv_sec,
-        record.changed.tv_nsec, record.size, record.checksum);
+        record.changed.tv_nsec, record.inode, record.size, record.checksum);
     stream.Write(path.c_str());
     stream.Write(record.target.c_str());
     record.contents.ExternalizeImpl(stream);
@@ -57,7 +57,7 @@ void Write(OxbowRpm_BStreamWrite& stream, const std::string& path, const Record&
 
 std::string Read(OxbowRpm_BStreamRead& stream, Record& record) {
     Get(stream, record.mode, record.modified.tv_sec, record.modified.tv_nsec, record.changed.tv_sec,
-        record.changed.tv_nsec, record.size, record.checksum);
+        record.changed.tv_nsec, record.inode, record.size, record.checksum);
     FennelString path;
     FennelString target;
     stream.Read(path);
@@ -118,7 +118,7 @@ Store::Store(const std::string& folder, Access access) : mFolder(folder), mDocum
     }
     // Creating empties a file, so nobody may have filled it between the look at it and that: the
     // folder stays locked until both are open. From there on the library keeps other writers away.
-    const OpenedFile lock = OpenToRead(folder);
+    const OpenedFile lock = OpenToRead(folder + "/.");
     Require(lock && flock(fileno(lock.get()), LOCK_EX) == 0, folder);
     mContents = OpenOrCreate(contents);
     mTrees = OpenOrCreate(trees);
@@ -170,7 +170,8 @@ Records Store::ReadRecords(std::uint32_t snapshot) const {
         while (records.size() < head.records) {
             Record record;
             const std::string path = Read(stream, record);
-            if (!Fits(records, path) || !records.emplace(path, record).second) {
+            const bool lacksContents = record.size > 0 && record.contents.IsNull();
+            if (lacksContents || !Fits(records, path) || !records.emplace(path, record).second) {
                 throw Failure(name + " has a damaged record: " + path);
             }
         }

@@ -14,8 +14,9 @@
 struct Record {
     std::uint32_t mode = 0; /**< With the kind, as stat gives it. */
     timespec modified = {};
-    timespec changed = {};  /**< No program can set it: it tells that a file is as it was. */
-    std::uint64_t size = 0; /**< Of a file. */
+    timespec changed = {};   /**< No program can set it: it tells that a file is as it was. */
+    std::uint64_t inode = 0; /**< Tells files apart that were changed at one moment. */
+    std::uint64_t size = 0;  /**< Of a file. */
     std::uint64_t checksum = 0;
     std::string target;        /**< Where a link leads. */
     OxbowRpm_Locator contents; /**< The file's bytes in a contents pool; null for an empty file. */

@@ -29,8 +29,8 @@ std::uint64_t BytesBelow(const std::string& root) {
 
 // What tells that a file is as it was.
 auto StampOf(const Record& r) {
-    return std::make_tuple(r.mode, r.size, r.modified.tv_sec, r.modified.tv_nsec, r.changed.tv_sec,
-                           r.changed.tv_nsec);
+    return std::make_tuple(r.mode, r.inode, r.size, r.modified.tv_sec, r.modified.tv_nsec,
+                           r.changed.tv_sec, r.changed.tv_nsec);
 }
 
 /** The UUID of a pool, or of a locator's pool. */
@@ -101,6 +101,7 @@ void Taker::Add(const std::string& path) try {
     Require(lstat(full.c_str(), &info) == 0, full);
     Record record;
     record.mode = info.st_mode;
+    record.inode = info.st_ino;
     record.modified = info.st_mtim;
     record.changed = info.st_ctim;
     if (S_ISREG(info.st_mode)) {

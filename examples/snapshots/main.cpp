@@ -104,8 +104,8 @@ int main(int argc, char** argv) try {
     };
     add("take", "stores a snapshot of DIR", false, "DIR", [&] { result = Take(store, other); });
     add("list", "shows the snapshots", false, nullptr, [&] { result = List(store); });
-    add("restore", "makes snapshot N again in DIR, new or empty; owners are not kept", true, "DIR",
-        [&] { result = Restore(store, number, other); });
+    add("restore", "makes snapshot N again in DIR, new or empty; modes are kept, owners are not",
+        true, "DIR", [&] { result = Restore(store, number, other); });
     add("verify", "compares snapshot N with DIR", true, "DIR",
         [&] { result = Verify(store, number, other); });
     add("push", "copies the snapshots that OTHERSTORE lacks", false, "OTHERSTORE",
@@ -114,7 +114,7 @@ int main(int argc, char** argv) try {
     OxbowPoolManager_initialize(modules);
     CLI11_PARSE(app, argc, argv);
     OxbowPoolManager_finalize(modules);
-    return result;
+    return std::fflush(stdout) == 0 ? result : 1;
 } catch (const OxbowExcWriteError& e) {  // The library's are not of std::exception's family.
     return CannotWrite(e.SystemError().Code());
 } catch (const OxbowExcShortWrite&) {

@@ -40,8 +40,8 @@ public:
         Raises before anything is written: OxbowExcNewPoolReadOnly, OxbowExcPoolAlreadyInDoc if the
         source belongs to this document or a pool of its UUID is open here, OxbowExcUserSigMismatch,
         OxbowExcNotOxbowFile, OxbowExcNeedUpgrade, OxbowExcCorruptHeader, and OxbowExcShortPool if
-        part of the source was booked and never written, or a writer has extended it since it was
-        opened here.
+        part of the source was booked and never written, or a writer has since sealed it with another
+        length (one that still grows is copied as it was seen).
         A failed transfer, a source that changes meanwhile (OxbowExcShortPool and the failures of a
         header), and OxbowExcValidationFailure past 46340 pools come later: the bytes copied so far
         stay behind the last pool and become part of it, at the next NewPool or when the file is
