@@ -3,30 +3,17 @@
 
 #include <OxbowPoolManager/base/FennelCountedText.h>
 
-/** A text of the library: counted, immutable bytes in UTF-8, taken as they stand and never checked
-    or converted. Copies share the bytes and may live on several threads. Building and assigning
-    from bytes raise std::bad_alloc; copying raises nothing. */
-class OXBOW_EXPORT FennelString {
+/** A text of the library, in UTF-8, taken as it stands and never checked or converted. A class of
+    its own, so that the kinds of text are not mistaken for one another. Building and assigning from
+    bytes raise std::bad_alloc; copying raises nothing. Copies may live on several threads. */
+class OXBOW_EXPORT FennelString : public FennelCountedText {
 public:
     FennelString() noexcept = default;
-    FennelString(const char* text) : mText(text) {}
-    FennelString(const char* text, std::size_t length) : mText(text, length) {}
+    FennelString(const char* text) : FennelCountedText(text) {}
+    FennelString(const char* text, std::size_t length) : FennelCountedText(text, length) {}
 
     /** Takes terminated text; on failure the old value stays. */
-    FennelString& operator=(const char* text) {
-        mText = FennelCountedText(text);
-        return *this;
-    }
-    /** Takes `length` bytes, zero bytes included; on failure the old value stays. */
-    void Assign(const char* text, std::size_t length) { mText = FennelCountedText(text, length); }
-
-    /** The bytes, good until this object changes or goes; a terminator stands behind the last one.
-    */
-    std::string_view View() const noexcept { return mText.View(); }
-    std::size_t GetLengthInByte() const noexcept { return mText.View().size(); }
-
-private:
-    FennelCountedText mText;
+    FennelString& operator=(const char* text) { return *this = FennelString(text); }
 };
 
 #endif

@@ -3,30 +3,18 @@
 
 #include <OxbowPoolManager/base/FennelCountedText.h>
 
-/** The text of a report: what an exception says of itself. Counted, immutable bytes; copies share
-    them and may live on several threads. Building from bytes raises std::bad_alloc; copying raises
-    nothing. */
-class OXBOW_EXPORT atr_String {
+/** The text of a report: what an exception says of itself, in UTF-8, taken as it stands and never
+    checked or converted. A class of its own, so that the kinds of text are not mistaken for one
+    another. Building and assigning from bytes raise std::bad_alloc; copying raises nothing. Copies
+    may live on several threads. */
+class OXBOW_EXPORT atr_String : public FennelCountedText {
 public:
     atr_String() noexcept = default;
-    atr_String(const char* text) : mText(text) {}
-    atr_String(const char* text, std::size_t length) : mText(text, length) {}
+    atr_String(const char* text) : FennelCountedText(text) {}
+    atr_String(const char* text, std::size_t length) : FennelCountedText(text, length) {}
 
     /** Takes terminated text; on failure the old value stays. */
-    atr_String& operator=(const char* text) {
-        mText = FennelCountedText(text);
-        return *this;
-    }
-    /** Takes `length` bytes, zero bytes included; on failure the old value stays. */
-    void Assign(const char* text, std::size_t length) { mText = FennelCountedText(text, length); }
-
-    /** The bytes, good until this object changes or goes; a terminator stands behind the last one.
-    */
-    std::string_view View() const noexcept { return mText.View(); }
-    std::size_t GetLengthInByte() const noexcept { return mText.View().size(); }
-
-private:
-    FennelCountedText mText;
+    atr_String& operator=(const char* text) { return *this = atr_String(text); }
 };
 
 #endif
