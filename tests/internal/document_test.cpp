@@ -331,7 +331,12 @@ TEST_F(Documents, AFailedWriteCanBeRepeated) {
         };
         const OxbowRpm_Locator first = file.Allocate(5);
         insist([&] { first.Write(5, "first"); });
-        insist([&] { file.NewPool(); });
+        insist([&, before = failures] {
+            if (failures > before) {  // nothing is to be stored in a pool without a header
+                EXPECT_EQ(CodeOf([&] { file.Allocate(1); }), Code<OxbowExcImmutablePool>());
+            }
+            file.NewPool();
+        });
         const OxbowRpm_Locator second = file.Allocate(6);
         insist([&] { second.Write(6, "second"); });
         insist([&] { file.Flush(); });
