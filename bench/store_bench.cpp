@@ -96,7 +96,7 @@ void ScalarsThroughAStream(benchmark::State& state) {
 }
 BENCHMARK(ScalarsThroughAStream)->Arg(16)->Arg(4096)->Arg(65536);
 
-/** References to pools of a document of as many pools: the first is searched, the others are known. */
+/** References to pools of a document of as many pools: the first one to each is searched for. */
 void ReferencesThroughAStream(benchmark::State& state) {
     Filled store(static_cast<int>(state.range(0)));
     const std::uint32_t targets = store.file.PoolCount();

@@ -24,7 +24,7 @@ public:
     /** Takes `length` bytes, zero bytes included; on failure the old value stays. */
     void Assign(const char* text, std::size_t length) { *this = FennelCountedText(text, length); }
 
-    /** The bytes, good until this object changes or goes; a terminator stands behind the last one. */
+    /** The bytes, good until this object changes or goes, with a terminator behind the last one. */
     std::string_view View() const noexcept;
     std::size_t GetLengthInByte() const noexcept { return View().size(); }
 

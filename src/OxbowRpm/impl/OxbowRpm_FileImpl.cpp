@@ -30,9 +30,9 @@ constexpr std::uint64_t kCopyChunk = 0x40000;
 
 }  // namespace
 
-/** The chain as it will be without an empty last pool, and as it will be with the new one behind it,
-    and room for the header that seals the pool between. Got before the first step, so that a lack of
-    memory leaves the chain as it was; copies of a list share all that doesn't change. */
+/** The chain as it will be without an empty last pool, and as it will be with the new one behind
+    it, and room for the header that seals the pool between. Got before the first step, so that a
+    lack of memory leaves the chain as it was; copies of a list share all that doesn't change. */
 struct OxbowRpm_FileImpl::ChainChange {
     ChainChange(const OxbowRpm_FileImpl& file, const PoolRef& pool)
         : mKept(KeptOf(file)), mGrown(mKept), mSeal(SealBuffer(mKept)) {
@@ -116,7 +116,7 @@ WeakPoolRef OxbowRpm_FileImpl::NewPool(const DirectoryRef& directory) {
     pool->InitEmpty();
     const ChainChange change(*this, pool);
     const mem_BufferOwner header = pool->HeaderBuffer();
-    DropCurrentPoolIfEmpty(change);
+    MakeWay(change, pool->StartPosition());
     // The order of the two header writes keeps the chain sound: until the old pool is sealed, it
     // takes in whatever stands behind it.
     RetireCurrentPool(change, pool->StartPosition());
@@ -134,7 +134,7 @@ WeakPoolRef OxbowRpm_FileImpl::AppendPool(OxbowRpm_PoolImpl* source) {
     const DirectoryRef directory(new OxbowRpm_PoolDirectoryImpl(mDocument->Map()));
     const PoolRef pool(new OxbowRpm_PoolImpl(this, directory, NextStart()));
     const ChainChange change(*this, pool);
-    DropCurrentPoolIfEmpty(change);
+    MakeWay(change, pool->StartPosition());
     CopyFrom(source, pool->StartPosition(), buffer.Bytes());
     pool->ReadHeader(mLogicalEnd);
     if (pool->WholeLength() != source->WholeLength()) {
@@ -176,8 +176,8 @@ void OxbowRpm_FileImpl::CopyFrom(OxbowRpm_PoolImpl* source, std::uint64_t start,
     }
 }
 
-/** In the place of a last pool without data, else at the logical end. A file without any pool begins
-    anew, whatever a failed copy has left in it. */
+/** In the place of a last pool without data, else at the logical end. A file without any pool
+    begins anew, whatever a failed copy has left in it. */
 std::uint64_t OxbowRpm_FileImpl::NextStart() const {
     if (mCurrentPoolIndex < 0) {
         return 0;
@@ -196,17 +196,14 @@ bool OxbowRpm_FileImpl::CurrentPoolIsEmpty() const {
     return mCurrentPoolIndex >= 0 && LastPool()->DataLength() == 0;
 }
 
-void OxbowRpm_FileImpl::DropCurrentPoolIfEmpty(const ChainChange& change) {
-    if (mCurrentPoolIndex < 0) {
-        mLogicalEnd = 0;
+/** Drops a last pool without data, and lets the file end where the next pool starts. */
+void OxbowRpm_FileImpl::MakeWay(const ChainChange& change, std::uint64_t nextStart) {
+    if (CurrentPoolIsEmpty()) {
+        mDocument->Map()->NullifyPool(LastPool()->Directory()->MySlot());
+        mPoolContainer = change.mKept;
+        --mCurrentPoolIndex;
     }
-    if (!CurrentPoolIsEmpty()) {
-        return;
-    }
-    mDocument->Map()->NullifyPool(LastPool()->Directory()->MySlot());
-    mLogicalEnd = LastPool()->StartPosition();
-    mPoolContainer = change.mKept;
-    --mCurrentPoolIndex;
+    mLogicalEnd = nextStart;
 }
 
 void OxbowRpm_FileImpl::RetireCurrentPool(const ChainChange& change, std::uint64_t nextStart) {

@@ -64,7 +64,7 @@ private:
 
     void ScanPools();
     std::uint64_t ReadPool(std::uint64_t position);
-    void DropCurrentPoolIfEmpty(const ChainChange& change);
+    void MakeWay(const ChainChange& change, std::uint64_t nextStart);
     void CheckCopyable(OxbowRpm_PoolImpl* source) const;
     void CopyFrom(OxbowRpm_PoolImpl* source, std::uint64_t start, char* buffer);
     void RetireCurrentPool(const ChainChange& change, std::uint64_t nextStart);

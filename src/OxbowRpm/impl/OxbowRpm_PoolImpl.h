@@ -33,8 +33,8 @@ public:
     void WriteHeader();
     /** Seals the pool, which reaches up to `end` at least, and writes that. */
     void MakeImmutable(std::uint64_t end, const mem_BufferOwner& header);
-    /** Writes the header of a pool that can grow, and lets it grow once that stands: what is stored in
-        a pool without a header would be lost, and the chain behind it with it. */
+    /** Writes the header of a pool that can grow, and lets it grow once that stands: what is stored
+        in a pool without a header would be lost, and the chain behind it with it. */
     void MakeMutable(const mem_BufferOwner& header);
     /** Room for the header and directory, got ahead of the steps that write them. */
     mem_BufferOwner HeaderBuffer() const;
@@ -42,7 +42,7 @@ public:
     void CheckSealable() const;
     /** Tests what can be tested of the pool's bytes before they are copied into a document with
         that user signature: the failures of a header, and OxbowExcShortPool if the file ends before
-       the pool, or if a writer has made the pool longer since this document read its header. */
+        the pool, or if a writer has made the pool longer since this document read its header. */
     void CheckCopyable(std::uint32_t userSignature) const;
 
     /** Not bounded by the data; short only at the file's end. */

@@ -23,7 +23,6 @@ public:
     /** Takes over the cells that both have. */
     void CopyFrom(const OxbowRpm_SlotMatrix& other);
     void Swap(OxbowRpm_SlotMatrix& other);
-    std::int32_t Dimension() const { return mDimension; }
 
 private:
     std::size_t IndexOf(std::int32_t row, std::int32_t column) const {

@@ -13,7 +13,9 @@
     Ownership: owns nothing and may be copied freely; the document owns the file. A handle must not
     be used after its file was closed: that ends the process.
     Threads: those of the document.
-    Durability: see Flush. Sizes and counts are in bytes. */
+    Raises: what each operation names, and std::bad_alloc.
+    Durability: see Flush.
+    Units: sizes in bytes. */
 class OXBOW_EXPORT OxbowRpm_File {
 public:
     /** The first byte of the last pool's data. Raises OxbowExcValidationFailure on a file without
@@ -40,8 +42,8 @@ public:
         Raises before anything is written: OxbowExcNewPoolReadOnly, OxbowExcPoolAlreadyInDoc if the
         source belongs to this document or a pool of its UUID is open here, OxbowExcUserSigMismatch,
         OxbowExcNotOxbowFile, OxbowExcNeedUpgrade, OxbowExcCorruptHeader, and OxbowExcShortPool if
-        part of the source was booked and never written, or a writer has since sealed it with another
-        length (one that still grows is copied as it was seen).
+        part of the source was booked and never written, or a writer has since sealed it with
+        another length (one that still grows is copied as it was seen).
         A failed transfer, a source that changes meanwhile (OxbowExcShortPool and the failures of a
         header), and OxbowExcValidationFailure past 46340 pools come later: the bytes copied so far
         stay behind the last pool and become part of it, at the next NewPool or when the file is
@@ -50,7 +52,9 @@ public:
         append behind it. */
     void AppendPool(const OxbowRpm_Pool& source);
 
+    /** Whether the file was opened with AccessReadOnly. */
     bool ReadOnly() const;
+    /** 0 for an existing file of 0 bytes, until NewPool. */
     std::uint32_t PoolCount() const;
     /** The last pool. Raises OxbowExcValidationFailure on a file without pools. */
     OxbowRpm_Pool Pool() const;
@@ -63,6 +67,7 @@ public:
         done. */
     void Flush();
 
+    /** The name that AddFile was given. */
     FennelUnicodeString FileName() const;
 
 private:

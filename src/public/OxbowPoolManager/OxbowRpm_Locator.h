@@ -16,8 +16,10 @@ class OxbowRpm_BStreamWrite;
     be used, only copied and dropped. A null locator (IsNull) must not be read, written, compared or
     asked for anything: that ends the process. One whose pool is not open can't be asked ReadOnly
     either.
-    Threads: those of the document. Offsets are in bytes of the pool's data; arithmetic is not
-    checked and wraps at 2^64. */
+    Threads: those of the document.
+    Raises: what each operation names.
+    Durability: as OxbowRpm_File::Flush tells.
+    Units: offsets in bytes of the pool's data; arithmetic is not checked and wraps at 2^64. */
 class OXBOW_EXPORT OxbowRpm_Locator {
 public:
     /** The null locator. */

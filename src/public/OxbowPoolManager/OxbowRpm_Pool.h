@@ -13,7 +13,9 @@
 
     Ownership: owns nothing and may be copied freely; the file owns the pool. A handle must not be
     used after its file was closed, nor after its pool, empty, was replaced by the file's next one.
-    Threads: those of the document. Offsets and sizes are in bytes of the pool's data. */
+    Threads: those of the document.
+    Raises: what each operation names, and std::bad_alloc.
+    Units: offsets and sizes in bytes of the pool's data. */
 class OXBOW_EXPORT OxbowRpm_Pool {
 public:
     /** Offset 0 of the data. */
