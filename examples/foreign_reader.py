@@ -49,11 +49,16 @@ def pools_of(path):
         position = 0
         while position < end:
             pool = read_pool(file, position, end)
-            if position > 0 and pool["user"] != first_user:
+            user = pool["user"] if position == 0 else user
+            if pool["user"] != user:
                 raise Damaged(f"the pool at {position} has another user signature")
-            first_user = pool["user"]
             yield pool
             position += pool["length"]
+
+
+def printable(uuid):
+    """A damaged UUID can hold any bytes."""
+    return "".join(chr(byte) if 32 < byte < 127 else f"\\x{byte:02x}" for byte in uuid)
 
 
 def show(path):
@@ -61,11 +66,10 @@ def show(path):
     count = 0
     print(path)
     for pool in pools_of(path):
-        own = pool["directory"][0].decode("ascii", "backslashreplace")
         state = "sealed" if pool["sealed"] else "open"
         length = pool["start"] + pool["length"] - pool["data"]
-        print(f"  pool {count}: {own} at {pool['start']}, {length} data bytes, "
-              f"{len(pool['directory'])} entries, {state}")
+        print(f"  pool {count}: {printable(pool['directory'][0])}, {length} data bytes "
+              f"at {pool['data']}, {len(pool['directory'])} entries, {state}")
         count += 1
     return count
 

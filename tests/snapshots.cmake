@@ -9,12 +9,3 @@ if(TARGET snapshots)
   add_dependencies(snapshots_test snapshots)
   gtest_discover_tests(snapshots_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 240)
 endif()
-
-find_package(Python3 REQUIRED COMPONENTS Interpreter)
-if(TARGET snapshots)
-  add_test(NAME foreign_reader.WalksAStoreAndFindsACut
-           COMMAND "${CMAKE_COMMAND}" "-DPYTHON=${Python3_EXECUTABLE}" "-DPROGRAM=$<TARGET_FILE:snapshots>"
-                   "-DREADER=${PROJECT_SOURCE_DIR}/examples/foreign_reader.py"
-                   "-DSCRATCH=${CMAKE_CURRENT_BINARY_DIR}/foreign_reader"
-                   -P "${CMAKE_CURRENT_SOURCE_DIR}/public/check_foreign_reader.cmake")
-endif()

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <functional>
+#include <regex>
+#include <sstream>
 #include <vector>
 
 #include "internal/TestFolder.h"
@@ -126,6 +128,54 @@ TEST_F(PublicInterface, SecondWriterIsRefusedAndReaderIsNot) {
     document.Close();
     OxbowRpm_Document next("publ");
     EXPECT_EQ(next.AddFile(Name("shared"), kUpdate).PoolCount(), 1u);
+}
+
+/** The file whose bytes the format's page shows, line by line: position, bytes, meaning. */
+std::string WorkedExample() {
+    std::ifstream page(OXBOW_FORMAT_PAGE);
+    const std::regex shown("^ *([0-9]+)  ((?:[0-9A-F]{2} )*[0-9A-F]{2})(?:  .*)?$");
+    std::string bytes;
+    std::smatch parts;
+    for (std::string line; std::getline(page, line);) {
+        if (std::regex_match(line, parts, shown)) {
+            EXPECT_EQ(std::stoul(parts[1]), bytes.size());
+            std::istringstream values(parts[2]);
+            for (unsigned value; values >> std::hex >> value;) {
+                bytes += static_cast<char>(value);
+            }
+        }
+    }
+    return bytes;
+}
+
+TEST_F(PublicInterface, ReadsAndWritesTheFormatPagesExample) {
+    std::string page = WorkedExample();
+    Store("page", page);
+    OxbowRpm_Document document("ABCD"), second("ABCD");
+    const OxbowRpm_File shown = document.AddFile(Name("page"), kRead);
+    OxbowRpm_BStreamReadLocator reference(shown.Start(), 12, 64);
+    OxbowRpm_Locator hello;
+    hello.InternalizeImpl(reference);
+    OxbowRpm_BStreamReadLocator stream(hello, 12, 64);
+    FennelString text;
+    stream.Read(text);
+    EXPECT_EQ(text.View(), "hello");
+
+    OxbowRpm_File written = second.AddFile(Name("written"), kCreate);
+    const OxbowRpm_Locator place = written.Allocate(12);
+    OxbowRpm_BStreamWriteLocator(place, 12, 64).Write(text);
+    written.NewPool();
+    {
+        OxbowRpm_BStreamWriteLocator out(written.Allocate(12), 12, 64);
+        place.ExternalizeImpl(out);
+    }
+    for (const unsigned i : {0u, 1u}) {  // what was drawn by chance is taken over from the page
+        const std::string drawn = Text(written.Pool(i).GetGUID());
+        for (std::size_t at; (at = page.find(Text(shown.Pool(i).GetGUID()))) != page.npos;) {
+            page.replace(at, drawn.size(), drawn);
+        }
+    }
+    EXPECT_TRUE(Bytes("written") == page);
 }
 
 TEST_F(PublicInterface, BothKindsOfExceptionAreCaughtByClass) {
