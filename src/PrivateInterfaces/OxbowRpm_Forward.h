@@ -3,7 +3,8 @@
 
 #include <OxbowPoolManager/base/Oxbow_Export.h>
 
-/** The working classes that the handles refer to. They are declared with the export mark because a
+/** \file
+    The working classes that the handles refer to. They are declared with the export mark because a
     reference over a hidden class would itself come out hidden; their bodies stay in the library. */
 class OXBOW_EXPORT OxbowRpm_FileImpl;
 class OXBOW_EXPORT OxbowRpm_PoolDirectoryImpl;

@@ -7,17 +7,24 @@
 #include <string_view>
 
 /** The shared body of the string classes: immutable bytes with a use count and a terminator behind
-    them. Copies share one block; the count is atomic, so copies of one text may live on several
-    threads, though one object belongs to one thread at a time. An empty text holds no block. Making
-    one from bytes raises std::bad_alloc; copying raises nothing. */
+    them. An empty text holds no block.
+
+    Ownership: a plain value; copies share one block, which goes with the last of them.
+    Threads: the count is atomic, so copies of one text may live on several threads, though one
+    object belongs to one thread at a time.
+    Raises: std::bad_alloc when made from bytes, nothing when copied.
+    Units: bytes. */
 class OXBOW_EXPORT FennelCountedText {
 public:
+    /** The empty text. */
     FennelCountedText() noexcept : mBlock(nullptr) {}
     /** Takes `length` bytes as they stand, zero bytes included. */
     FennelCountedText(const char* text, std::size_t length);
     /** Takes the bytes before the terminator; null counts as empty. */
     explicit FennelCountedText(const char* text);
+    /** Shares the block. */
     FennelCountedText(const FennelCountedText& other) noexcept;
+    /** Shares the other's block. */
     FennelCountedText& operator=(const FennelCountedText& other) noexcept;
     ~FennelCountedText();
 
@@ -26,6 +33,7 @@ public:
 
     /** The bytes, good until this object changes or goes, with a terminator behind the last one. */
     std::string_view View() const noexcept;
+    /** Without the terminator. */
     std::size_t GetLengthInByte() const noexcept { return View().size(); }
 
 private:

@@ -8,8 +8,11 @@
 
 /** The root of every exception that the library raises, memory exhaustion (std::bad_alloc) apart.
     It is not derived from std::exception: a host catches `const FennelException&`, or a class of
-    the family. A value of its own, copied freely; it owns no heap memory. One object belongs to one
-    thread at a time. The three reports raise std::bad_alloc. */
+    the family.
+
+    Ownership: a plain value, copied freely; it owns no heap memory.
+    Threads: one object belongs to one thread at a time; copies may live on several.
+    Raises: the three reports raise std::bad_alloc, Throw and Propagate the object itself. */
 class OXBOW_EXPORT FennelException : public mem_AllocationOperators {
 public:
     FennelException() noexcept;
@@ -36,6 +39,7 @@ public:
     /** The place of the raise: a source of the library relative to its source folder, null before.
     */
     const char* File() const noexcept { return mFile; }
+    /** The line of that place, 0 before. */
     int Line() const noexcept { return mLine; }
 
 private:

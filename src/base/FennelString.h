@@ -9,7 +9,9 @@
 class OXBOW_EXPORT FennelString : public FennelCountedText {
 public:
     FennelString() noexcept = default;
+    /** Takes terminated text; null counts as empty. */
     FennelString(const char* text) : FennelCountedText(text) {}
+    /** Takes `length` bytes as they stand, zero bytes included. */
     FennelString(const char* text, std::size_t length) : FennelCountedText(text, length) {}
 
     /** Takes terminated text; on failure the old value stays. */

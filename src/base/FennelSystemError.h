@@ -9,11 +9,13 @@
     thread; raises nothing. */
 class OXBOW_EXPORT FennelSystemError {
 public:
+    /** Keeps the code. */
     explicit FennelSystemError(std::uint32_t code) noexcept;
     FennelSystemError(const FennelSystemError&) noexcept = default;
     FennelSystemError& operator=(const FennelSystemError&) noexcept = default;
     ~FennelSystemError();
 
+    /** The number itself. */
     std::uint32_t Code() const noexcept { return mCode; }
 
 private:

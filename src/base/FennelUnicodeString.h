@@ -10,12 +10,15 @@
 class OXBOW_EXPORT FennelUnicodeString : public FennelCountedText {
 public:
     FennelUnicodeString() noexcept = default;
+    /** Takes terminated text; null counts as empty. */
     FennelUnicodeString(const char* text) : FennelCountedText(text) {}
+    /** Takes `length` bytes as they stand, zero bytes included. */
     FennelUnicodeString(const char* text, std::size_t length) : FennelCountedText(text, length) {}
 
     /** Takes terminated text; on failure the old value stays. */
     FennelUnicodeString& operator=(const char* text) { return *this = FennelUnicodeString(text); }
 
+    /** A value from terminated text. */
     static FennelUnicodeString BuildFromChar(const char* text) { return FennelUnicodeString(text); }
 
     /** The bytes with a terminator, good until this object changes or goes. */

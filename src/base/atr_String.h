@@ -10,7 +10,9 @@
 class OXBOW_EXPORT atr_String : public FennelCountedText {
 public:
     atr_String() noexcept = default;
+    /** Takes terminated text; null counts as empty. */
     atr_String(const char* text) : FennelCountedText(text) {}
+    /** Takes `length` bytes as they stand, zero bytes included. */
     atr_String(const char* text, std::size_t length) : FennelCountedText(text, length) {}
 
     /** Takes terminated text; on failure the old value stays. */

@@ -7,15 +7,20 @@
 
 /** Base class whose new and delete go through the library's allocator, so that an object made in
     the host and deleted in the library, or the other way round, meets one heap. Holds nothing.
-    Raises std::bad_alloc from new. Safe from any thread. */
+    Threads: safe from any. Raises std::bad_alloc from new. */
 class OXBOW_EXPORT mem_AllocationOperators {
 public:
+    /** Memory for one object. */
     static void* operator new(std::size_t size);
+    /** Memory for an array. */
     static void* operator new[](std::size_t size);
+    /** Gives an object's memory back; null is accepted. */
     static void operator delete(void* block) noexcept;
+    /** Gives an array's memory back; null is accepted. */
     static void operator delete[](void* block) noexcept;
     /** The forms above hide the language's own placement form; containers need it back. */
     static void* operator new(std::size_t, void* place) noexcept { return place; }
+    /** What belongs to the placement form: nothing to give back. */
     static void operator delete(void*, void*) noexcept {}
 };
 

@@ -5,9 +5,11 @@
 
 #include <cstddef>
 
-/** The one door to memory: every block of the library comes from here and goes back through
+/** \file
+    The one door to memory: every block of the library comes from here and goes back through
     mem_Free. Each function that can fail raises std::bad_alloc, so no caller tests a result; a size
-    of 0 gives a block of its own. Safe from any thread. */
+    of 0 gives a block of its own. Only mem_Free leaves the shared library.
+    Threads: safe from any. */
 
 /** For objects. */
 void* mem_OperatorNewThrow(std::size_t size);

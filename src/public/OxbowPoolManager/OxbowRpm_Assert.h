@@ -3,9 +3,13 @@
 
 #include <OxbowPoolManager/base/Oxbow_Export.h>
 
+/** \file
+    The two kinds of check. A host may use them, too; they stay in whatever the build. */
+
 /** The reporters behind the two kinds of check. Each writes three lines to stderr: the condition,
-    the place, and where to set a breakpoint. They take no lock: two threads that fail at once may
-    mix lines. */
+    the place, and where to set a breakpoint.
+    Ownership: none, static members only; the texts are the caller's.
+    Threads: safe from any; they take no lock, so two threads that fail at once may mix lines. */
 class OXBOW_EXPORT OxbowRpm_Assert {
 public:
     /** Prints the report and comes back; the macro then stops the process. */
@@ -32,6 +36,7 @@ public:
             OXBOW_STOP();                                                        \
         }                                                                        \
     } while (false)
+/** The same for a validation. */
 #define OXBOW_VALIDATE_TEXT(condition, text)                                      \
     do {                                                                          \
         if (!(condition)) {                                                       \

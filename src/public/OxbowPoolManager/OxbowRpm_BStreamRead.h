@@ -22,21 +22,25 @@ public:
     virtual ~OxbowRpm_BStreamRead();
 
     /** Gives a pointer to the next bytes, without alignment, good until the next call on the
-        stream, and counts them as read. A length of 0 is a failed assertion, which ends the
-        process. */
+        stream, and counts them as read. After a failure the stream has not moved, but for what the
+        concrete class tells. A length of 0 is a failed assertion, which ends the process. */
     virtual const char* PrepRead(std::uint64_t requestedLength) = 0;
-    /** Copies the next bytes out. A length of 0 does nothing. */
+    /** Copies the next bytes out. A length of 0 does nothing. Fails as PrepRead. */
     virtual void ReadBlock(void* destination, std::uint32_t length) = 0;
-    /** The directory in which the stream's stored locators count. */
+    /** The directory in which the stream's stored locators count; OxbowRpm_Locator asks for it. */
     virtual const OxbowRpm_PoolDirectoryImpl& SourceDir() const = 0;
 
-    /** Strings: a 32-bit length, the bytes, and padding to a multiple of 4, which is skipped. A
-        text ends at its first zero byte. A negative length raises OxbowExcValidationFailure. After
-        a failure the value is as it was, and the stream stands behind what it had taken. */
+    /** Reads a string: a 32-bit length, the bytes, and padding to a multiple of 4, which is
+        skipped. A text ends at its first zero byte. A negative length raises
+        OxbowExcValidationFailure, and a damaged one may take more memory than there is
+        (std::bad_alloc). After a failure the value is as it was, and the stream stands behind what
+        it had taken. */
     void Read(FennelString& value);
+    /** As for a FennelString. */
     void Read(FennelUnicodeString& value);
-    /** A 32-bit scalar. */
+    /** Reads a 32-bit scalar. After a failure the value is as it was. */
     void Read(std::int32_t& value);
+    /** Reads a 32-bit scalar. After a failure the value is as it was. */
     void Read(std::uint32_t& value);
 };
 

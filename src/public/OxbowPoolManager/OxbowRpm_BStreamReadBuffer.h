@@ -7,19 +7,22 @@
 class OxbowRpm_Pool;
 class OxbowRpm_PoolDirectory;
 
-/** Reads from a block of the caller's memory, which must outlive the stream. PrepRead points
-    straight into it. A stream without a directory carries no locator but the null one: asking it
-    for its directory ends the process.
-    Threads: one at a time. Allocates nothing.
+/** Reads from a block of memory. PrepRead points straight into it. A stream without a directory
+    carries no locator but the null one: asking it for its directory ends the process.
+
+    Ownership: the block is the caller's and must outlive the stream; the directory is shared.
+    Threads: one at a time; with a directory, those of the document.
     Raises: OxbowExcShortBuffer (requested, left) when fewer bytes are left; the stream is as it
-    was. */
+    was. Allocates nothing, but for a string's text.
+    Units: bytes. */
 class OXBOW_EXPORT OxbowRpm_BStreamReadBuffer : public OxbowRpm_BStreamRead {
 public:
+    /** For bytes without references. Raises nothing. */
     OxbowRpm_BStreamReadBuffer(const char* buffer, std::uint64_t length);
-    /** Shares the directory. */
+    /** For references that count in `directory`. Raises nothing. */
     OxbowRpm_BStreamReadBuffer(const char* buffer, std::uint64_t length,
                                const OxbowRpm_PoolDirectory& directory);
-    /** Shares the pool's directory. */
+    /** For references that count in the pool's directory. Raises nothing. */
     OxbowRpm_BStreamReadBuffer(const char* buffer, std::uint64_t length, const OxbowRpm_Pool& pool);
     ~OxbowRpm_BStreamReadBuffer() override;
 

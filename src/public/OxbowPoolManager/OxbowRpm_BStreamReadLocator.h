@@ -14,11 +14,14 @@
     (requested, bytes at hand) when a request exceeds the buffer or the file has ended; the stream
     has moved on by nothing then. OxbowExcCantDerefLocator and the platform's failures pass through;
     after one of those the stream is not to be used again. A block larger than the buffer that meets
-    the file's end comes back short without a failure: its destination keeps what it held. */
+    the file's end comes back short without a failure: its destination keeps what it held.
+    While the pool is not open, SourceDir, and with it a locator that is read, ends the process.
+    Units: bytes. */
 class OXBOW_EXPORT OxbowRpm_BStreamReadLocator : public OxbowRpm_BStreamRead {
 public:
     /** `limit`: the most bytes that the stream may deliver, 0 for no limit. Without one a read can
-        run past the pool's data. `bufferSize`: at least 16 bytes are taken. */
+        run past the pool's data. `bufferSize`: at least 16 bytes are taken. Touches nothing and
+        raises nothing. */
     OxbowRpm_BStreamReadLocator(const OxbowRpm_Locator& start, const std::uint64_t& limit,
                                 std::uint64_t bufferSize);
     ~OxbowRpm_BStreamReadLocator() override;

@@ -25,22 +25,26 @@ public:
     virtual ~OxbowRpm_BStreamWrite() noexcept(false);
 
     /** Reserves the next bytes and gives a pointer to them, without alignment; the caller fills all
-        of them before its next call on the stream. A length of 0 is a failed assertion, which ends
-        the process. */
+        of them before its next call on the stream. After a failure nothing was accepted. A length
+        of 0 is a failed assertion, which ends the process. */
     virtual char* PrepWrite(std::uint64_t requestedLength) = 0;
-    /** Appends bytes. A length of 0 does nothing. */
+    /** Appends bytes. A length of 0 does nothing. After a failure for lack of room nothing was
+        accepted; after one of the platform a part may have been written. */
     virtual void WriteBlock(const void* source, std::uint32_t length) = 0;
-    /** The directory in which the locators written count. */
+    /** The directory in which the locators written count; OxbowRpm_Locator asks for it. */
     virtual const OxbowRpm_PoolDirectoryImpl& SourceDir() const = 0;
 
-    /** Strings: a 32-bit length, the bytes, and zeros to a multiple of 4. A text of 2^31 bytes or
-        more raises OxbowExcValidationFailure before anything is written. A failure behind the
-        length leaves that in the stream without its text. */
+    /** Writes a string: a 32-bit length, the bytes, and zeros to a multiple of 4. A text of 2^31
+        bytes or more raises OxbowExcValidationFailure before anything is written. A failure behind
+        the length leaves that in the stream without its text. */
     void Write(const FennelString& value);
+    /** As for a FennelString. */
     void Write(const FennelUnicodeString& value);
+    /** Terminated text, as for a FennelString. */
     void Write(const char* value);
-    /** A 32-bit scalar. */
+    /** Writes a 32-bit scalar. After a failure nothing was accepted. */
     void Write(const std::int32_t& value);
+    /** Writes a 32-bit scalar. After a failure nothing was accepted. */
     void Write(const std::uint32_t& value);
 };
 

@@ -7,19 +7,23 @@
 class OxbowRpm_Pool;
 class OxbowRpm_PoolDirectory;
 
-/** Writes into a block of the caller's memory, which must outlive the stream. PrepWrite points
-    straight into it. A stream without a directory carries no locator but the null one: asking it
-    for its directory ends the process. The caller keeps count of what was written.
-    Threads: one at a time. Allocates nothing.
+/** Writes into a block of memory. PrepWrite points straight into it. A stream without a directory
+    carries no locator but the null one: asking it for its directory ends the process. The caller
+    keeps count of what was written.
+
+    Ownership: the block is the caller's and must outlive the stream; the directory is shared.
+    Threads: one at a time; with a directory, those of the document.
     Raises: OxbowExcShortBuffer (requested, left) when fewer bytes are left; the stream is as it
-    was. */
+    was. Allocates nothing, but for a string with its padding.
+    Units: bytes. */
 class OXBOW_EXPORT OxbowRpm_BStreamWriteBuffer : public OxbowRpm_BStreamWrite {
 public:
+    /** For bytes without references. Raises nothing. */
     OxbowRpm_BStreamWriteBuffer(char* buffer, std::uint64_t length);
-    /** Shares the directory. */
+    /** For references that shall count in `directory`. Raises nothing. */
     OxbowRpm_BStreamWriteBuffer(char* buffer, std::uint64_t length,
                                 const OxbowRpm_PoolDirectory& directory);
-    /** Shares the pool's directory. */
+    /** For references that shall count in the pool's directory. Raises nothing. */
     OxbowRpm_BStreamWriteBuffer(char* buffer, std::uint64_t length, const OxbowRpm_Pool& pool);
     ~OxbowRpm_BStreamWriteBuffer() override;
 

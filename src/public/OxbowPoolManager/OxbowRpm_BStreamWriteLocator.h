@@ -16,11 +16,14 @@
     buffered bytes may have been written. OxbowExcCantDerefLocator, OxbowExcIOBounds,
     OxbowExcWriteReadOnly and the platform's failures pass through, and the bytes held back stay
     held. The destructor lets its failure through, unless another exception is on its way already:
-    then it drops its own. Destroy the stream where an exception can be handled. */
+    then it drops its own. Destroy the stream where an exception can be handled.
+    While the pool is not open, SourceDir, and with it a locator that is written, ends the process.
+    Durability: what was written is on the device when OxbowRpm_File::Flush has come back.
+    Units: bytes. */
 class OXBOW_EXPORT OxbowRpm_BStreamWriteLocator : public OxbowRpm_BStreamWrite {
 public:
     /** `limit`: the most bytes that the stream may take, 0 for no limit. `bufferSize`: at least 16
-        bytes are taken. */
+        bytes are taken. Touches nothing and raises nothing. */
     OxbowRpm_BStreamWriteLocator(const OxbowRpm_Locator& start, const std::uint64_t& limit,
                                  std::uint64_t bufferSize);
     ~OxbowRpm_BStreamWriteLocator() noexcept(false) override;

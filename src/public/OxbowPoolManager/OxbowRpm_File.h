@@ -28,7 +28,9 @@ public:
     OxbowRpm_Locator Allocate(std::uint64_t size);
 
     /** Seals the last pool with its length and starts a new one behind it, whose directory names
-        every pool that the document knows now. A last pool without data is replaced.
+        every pool that the document knows now. A last pool without data is replaced, and handles on
+        it end. Each call, also one on a read-only file, makes a UUID that the document knows from
+        then on.
         Raises OxbowExcNewPoolReadOnly, FennelExcNoEntropy, OxbowExcValidationFailure past 46340
         pools, OxbowExcIOBounds if a damaged header gave the last pool a length that can't be
         stored, and the write failures of the platform (OxbowExcWriteError, OxbowExcShortWrite,
@@ -38,7 +40,7 @@ public:
     void NewPool();
 
     /** Copies a pool of another document, header, directory and data as they stand, and makes it
-        the last pool. A last pool without data is replaced.
+        the last pool. A last pool without data is replaced, and handles on it end.
         Raises before anything is written: OxbowExcNewPoolReadOnly, OxbowExcPoolAlreadyInDoc if the
         source belongs to this document or a pool of its UUID is open here, OxbowExcUserSigMismatch,
         OxbowExcNotOxbowFile, OxbowExcNeedUpgrade, OxbowExcCorruptHeader, and OxbowExcShortPool if
@@ -54,11 +56,12 @@ public:
 
     /** Whether the file was opened with AccessReadOnly. */
     bool ReadOnly() const;
-    /** 0 for an existing file of 0 bytes, until NewPool. */
+    /** The number of pools; 0 for an existing file of 0 bytes, until NewPool. */
     std::uint32_t PoolCount() const;
     /** The last pool. Raises OxbowExcValidationFailure on a file without pools. */
     OxbowRpm_Pool Pool() const;
-    /** Raises OxbowExcValidationFailure, with a report on stderr, unless index < PoolCount(). */
+    /** The pool at `index`, the first being 0. Raises OxbowExcValidationFailure, with a report on
+        stderr, unless index < PoolCount(). */
     OxbowRpm_Pool Pool(std::uint32_t index) const;
 
     /** Rewrites the last pool's header and waits until everything written is on the device. Does

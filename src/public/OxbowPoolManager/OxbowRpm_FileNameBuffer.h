@@ -4,11 +4,14 @@
 #include <OxbowPoolManager/OxbowRpm_Util.h>
 
 /** A text of at most 1023 bytes that an exception carries: a file's name. A plain value without
-    heap memory, so that raising can't fail; a longer text is cut. */
+    heap memory, so that raising can't fail.
+    Threads: one object belongs to one thread at a time. Raises nothing. */
 class OxbowRpm_FileNameBuffer {
 public:
+    /** Takes terminated text; a longer one is cut. */
     explicit OxbowRpm_FileNameBuffer(const char* text) { OxbowRpm_Util::Copy(mText, text, kSize); }
 
+    /** Terminated, good as long as this object. */
     const char* Text() const { return mText; }
 
 private:

@@ -30,8 +30,11 @@ public:
     OxbowRpm_Locator& operator=(const OxbowRpm_Locator&) = default;
     ~OxbowRpm_Locator();
 
+    /** The position `bytes` further on. */
     OxbowRpm_Locator operator+(std::uint64_t bytes) const;
+    /** The position `bytes` before. */
     OxbowRpm_Locator operator-(std::uint64_t bytes) const;
+    /** Moves this locator on. */
     OxbowRpm_Locator& operator+=(std::uint64_t bytes);
     /** Same document, pool and offset. The pool need not be open. */
     bool operator==(const OxbowRpm_Locator& other) const;
@@ -44,12 +47,13 @@ public:
     /** Reads up to `length` bytes into `buffer` and gives the count. It is not bounded by the
         pool's data: a longer read goes on into what follows in the file, and comes back short only
         at the file's end; the bytes of `buffer` behind the count are as they were. Raises
-        OxbowExcCantDerefLocator if the pool is not open, OxbowExcReadError, OxbowExcSystemError. */
+        OxbowExcCantDerefLocator if the pool is not open, OxbowExcReadError, OxbowExcSystemError
+        (`buffer` may hold a part then). */
     std::uint64_t Read(std::uint64_t length, char* buffer) const;
-    /** Writes all `length` bytes inside the pool's data. Raises OxbowExcCantDerefLocator if the
-        pool is not open, OxbowExcIOBounds past the data's end, OxbowExcWriteReadOnly on a read-only
-        file (nothing is written then), OxbowExcWriteError, OxbowExcShortWrite, OxbowExcSystemError
-        (some of the bytes may have been written). */
+    /** Writes all `length` bytes inside the pool's data, be the pool sealed or not. Raises
+        OxbowExcCantDerefLocator if the pool is not open, OxbowExcIOBounds past the data's end,
+        OxbowExcWriteReadOnly on a read-only file (nothing is written then), OxbowExcWriteError,
+        OxbowExcShortWrite, OxbowExcSystemError (some of the bytes may have been written). */
     void Write(std::uint64_t length, const char* buffer) const;
 
     /** Reads the 12-byte stored form. A stored null sets the offset to 0 and leaves the rest, so

@@ -15,6 +15,7 @@
     used after its file was closed, nor after its pool, empty, was replaced by the file's next one.
     Threads: those of the document.
     Raises: what each operation names, and std::bad_alloc.
+    Durability: as OxbowRpm_File::Flush tells.
     Units: offsets and sizes in bytes of the pool's data. */
 class OXBOW_EXPORT OxbowRpm_Pool {
 public:
@@ -26,9 +27,9 @@ public:
         never written reads as zeros if later bytes are written, or as what a failed or shorter
         AppendPool left in that place; and it is no part of the pool after reopening if the file
         ends before it.
-        Raises OxbowExcImmutablePool unless this is the last pool of a writable file, and
-        OxbowExcIOBounds past the longest pool that can be stored (10^16 - 1 bytes with its header);
-        nothing has changed then. */
+        Raises OxbowExcImmutablePool unless this is the last pool of a writable file and its header
+        could be written, and OxbowExcIOBounds past the longest pool that can be stored (10^16 - 1
+        bytes with its header); nothing has changed then. */
     OxbowRpm_Locator Allocate(std::uint64_t size);
 
     /** Whether the pool's file is read-only. A sealed pool of a writable file can still be

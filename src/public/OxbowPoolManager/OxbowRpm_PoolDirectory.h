@@ -8,7 +8,8 @@
 
     Ownership: shares the directory, which lives as long as anybody holds it; it must not be used
     after the document was closed or destroyed.
-    Threads: those of the document. */
+    Threads: those of the document.
+    Raises: std::bad_alloc from GetGUID, and nothing else. */
 class OXBOW_EXPORT OxbowRpm_PoolDirectory {
 public:
     OxbowRpm_PoolDirectory(const OxbowRpm_PoolDirectory&) = default;
@@ -20,8 +21,9 @@ public:
     FennelString GetGUID() const;
 
     /** The next UUID that the library makes will be these 32 bytes, which must stay readable until
-        then; null takes that back. For tests of the host. One that the document knows already ends
-        the process. */
+        then; null takes that back. For tests of the host: all documents share the one place, which
+        no lock guards, so that other threads must start no pool meanwhile. A UUID that the document
+        knows already ends the process. */
     static void TestForceUUID(const char* uuid);
 
 private:

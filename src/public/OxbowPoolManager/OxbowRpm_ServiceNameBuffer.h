@@ -4,13 +4,16 @@
 #include <OxbowPoolManager/OxbowRpm_Util.h>
 
 /** A text of at most 63 bytes that an exception carries: the name of a platform call. A plain value
-    without heap memory, so that raising can't fail; a longer text is cut. */
+    without heap memory, so that raising can't fail.
+    Threads: one object belongs to one thread at a time. Raises nothing. */
 class OxbowRpm_ServiceNameBuffer {
 public:
+    /** Takes terminated text; a longer one is cut. */
     explicit OxbowRpm_ServiceNameBuffer(const char* text) {
         OxbowRpm_Util::Copy(mText, text, kSize);
     }
 
+    /** Terminated, good as long as this object. */
     const char* Text() const { return mText; }
 
 private:

@@ -38,6 +38,7 @@ public:
     template <class Value>
     using Moved = std::conditional_t<sizeof(Value) == 2, void, unsigned int>;
 
+    /** Stores one value at `destination`. */
     template <class Value>
     static Moved<Value> ExternalizeScalar(char* destination, const Value& source) {
         Unsigned<Value> bits;
@@ -45,6 +46,7 @@ public:
         Oxbow_StoreBytes(destination, bits);
         return static_cast<Moved<Value>>(sizeof bits);
     }
+    /** Loads one value from `source`. */
     template <class Value>
     static Moved<Value> InternalizeScalar(const char* source, Value& destination) {
         const auto bits = Oxbow_LoadBytes<Unsigned<Value>>(source);
@@ -52,18 +54,20 @@ public:
         return static_cast<Moved<Value>>(sizeof bits);
     }
 
-    /** For a width that is known only when the program runs: 2, 4 or 8 bytes, also given back. Any
-        other writes one line to stderr and ends the process. In memory the value needs no
-        alignment. */
+    /** ExternalizeScalar for a width that is known only when the program runs: 2, 4 or 8 bytes,
+        also given back. Any other writes one line to stderr and ends the process. In memory the
+        value needs no alignment. */
     static unsigned int ExternalizeScalarUnsafe(char* destination, const void* source, int size);
+    /** The way back, as ExternalizeScalarUnsafe. */
     static unsigned int InternalizeScalarUnsafe(const char* source, void* destination, int size);
 
-    /** Arrays; the widths of 16, 32 and 64 bits follow from the type. A count of 0 or less moves
-        nothing. */
+    /** Stores `count` values, one behind the other, each of the width that its type has. A count of
+        0 or less moves nothing. */
     template <class Value>
     static void ExternalizeArray(char* destination, const Value* source, int count) {
         Traits<Value>::ExternalizeArray(destination, source, count);
     }
+    /** Loads `count` values, as ExternalizeArray stores them. */
     template <class Value>
     static void InternalizeArray(const char* source, Value* destination, int count) {
         Traits<Value>::InternalizeArray(source, destination, count);

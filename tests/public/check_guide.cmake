@@ -1,0 +1,26 @@
+# Each `cpp` block of PAGE is, byte for byte, the fragment of SOURCES that the comment above it names; its
+# `text` blocks, one after the other, are what PROGRAM prints in an empty SCRATCH.
+cmake_minimum_required(VERSION 3.25)
+file(REMOVE_RECURSE "${SCRATCH}")
+file(MAKE_DIRECTORY "${SCRATCH}")
+file(READ "${PAGE}" rest)
+while(rest MATCHES "(\n<!-- ([a-zA-Z.]+) ([a-z]+) -->)?\n```(cpp|text)\n(.*)")
+  string(FIND "${CMAKE_MATCH_5}" "```\n" end)
+  string(SUBSTRING "${CMAKE_MATCH_5}" 0 ${end} shown)
+  string(SUBSTRING "${CMAKE_MATCH_5}" ${end} -1 rest)
+  if(CMAKE_MATCH_4 STREQUAL "text")
+    string(APPEND expected "${shown}")
+    continue()
+  endif()
+  set(name "${CMAKE_MATCH_3}")
+  file(READ "${SOURCES}/${CMAKE_MATCH_2}" source)
+  if(NOT source MATCHES "// \\[${name}\\]\n(.*)// \\[${name} end\\]\n" OR
+     NOT CMAKE_MATCH_1 STREQUAL shown)
+    message(FATAL_ERROR "the block '${name}' of ${PAGE} is not as it is built")
+  endif()
+endwhile()
+execute_process(COMMAND "${PROGRAM}" WORKING_DIRECTORY "${SCRATCH}" OUTPUT_VARIABLE printed
+                COMMAND_ERROR_IS_FATAL ANY)
+if(NOT "${printed}" STREQUAL "${expected}")
+  message(FATAL_ERROR "printed '${printed}' where the page shows '${expected}'")
+endif()
