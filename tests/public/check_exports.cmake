@@ -1,9 +1,22 @@
-# Holds the names that leave the built library against the list under version control. Called with
-# -DLIBRARY=, -DLIST= and -DNM=.
+# With LIBRARY: holds the names that leave the built library against the list LIST under version control, by
+# the tool NM. With ARCHIVE: none of its objects has code that runs at load or unload, by READELF.
+if(DEFINED ARCHIVE)
+  execute_process(COMMAND "${READELF}" --sections --wide "${ARCHIVE}" OUTPUT_VARIABLE told
+                  COMMAND_ERROR_IS_FATAL ANY)
+  if(NOT told MATCHES "\\.text" OR told MATCHES "(init_array|fini_array|\\.ctors|\\.dtors)[^\n]*")
+    message(FATAL_ERROR "code that runs by itself: ${CMAKE_MATCH_0}")
+  endif()
+  return()
+endif()
+
 execute_process(COMMAND "${NM}" -DC --defined-only "${LIBRARY}" OUTPUT_VARIABLE told
                 COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCHALL "[^\n]+" lines "${told}")
 foreach(line IN LISTS lines)
+  # A name of the standard library's, or one that is unique in a process, would meet the program's own.
+  if(line MATCHES "std::|__gnu_cxx|^[0-9a-f]* *u ")
+    message(FATAL_ERROR "leaves the library: ${line}")
+  endif()
   string(REGEX REPLACE "^[0-9a-f]* *[A-Za-z] " "" name "${line}")
   list(APPEND exported "${name}")
 endforeach()
