@@ -314,8 +314,7 @@ bool IsAtSizeLimit(std::uint64_t position) {
     return getrlimit(RLIMIT_FSIZE, &limit) == 0 && position >= limit.rlim_cur;
 }
 
-int WriteAll(const OpenFile& file, const void* data, DWORD count) {
-    DWORD done = 0;
+int WriteRange(const OpenFile& file, const void* data, DWORD done, DWORD count) {
     while (done < count) {
         const char* const source = static_cast<const char*>(data) + done;
         const auto position = static_cast<off_t>(file.position + done);
@@ -330,6 +329,16 @@ int WriteAll(const OpenFile& file, const void* data, DWORD count) {
         }
     }
     return 0;
+}
+
+// What lies behind the known end goes first: only that can lack room, and a failure there has not
+// touched the bytes before it. A new header over half of an old one would end the file for its
+// readers.
+int WriteAll(const OpenFile& file, const void* data, DWORD count) {
+    const std::uint64_t before = file.knownEnd - std::min(file.knownEnd, file.position);
+    const DWORD inside = static_cast<DWORD>(std::min<std::uint64_t>(before, count));
+    const int error = WriteRange(file, data, inside, count);
+    return error == 0 ? WriteRange(file, data, 0, inside) : error;
 }
 
 // Cuts off what a failed write of `count` bytes has put behind the known end: half of a pool header
