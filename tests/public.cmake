@@ -1,5 +1,5 @@
 # The small suite over the product as it ships: the real shared library, public headers alone.
-add_executable(public_test public/public_test.cpp)
+add_executable(public_test public/public_test.cpp internal/swapper_test.cpp)
 oxbow_target_flags(public_test)
 target_include_directories(public_test PRIVATE "${PROJECT_SOURCE_DIR}/tests")
 target_compile_definitions(public_test

@@ -33,7 +33,8 @@ public:
     T* operator->() const;
     /** True if it refers to nothing, living or gone. */
     bool IsNull() const { return mPointer == nullptr; }
-    /** A strong reference to the target, null if there is none or it has gone. */
+    /** A strong reference to the target, null if there is none or it has gone. Of use inside the
+        library alone, which doesn't export it. */
     OxbowRpm_StrongRef<T> GetStrongRef() const;
 
 private:

@@ -81,7 +81,8 @@ public:
     /** Copies of the elements from lo up to, not including, hi; bounds outside the list are pulled
         in. The new list shares nothing with this one, and a long one has larger pages. */
     cow_List Slice(int lo, int hi) const;
-    /** Copies of all elements in an array that the caller gives back with delete[]; never null. */
+    /** Copies of all elements in an array that the caller gives back with delete[]; never null. It
+        comes from the array form of new, which is the global one unless T brings its own. */
     T* ToArray(int& length) const;
 
     /** Truncates to newLength, and fits the table to it. Never raises the length: above it, this

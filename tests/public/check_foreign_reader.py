@@ -10,6 +10,7 @@ is sound, and if so the UUID and the data length of each pool.
 
 import contextlib
 import io
+import os
 import pathlib
 import re
 import shutil
@@ -34,6 +35,24 @@ def make_samples(folder, page, first_program, snapshots):
     lines = re.findall(r"^ *\d+  ((?:[0-9A-F]{2} )*[0-9A-F]{2})(?=  |$)", page, re.M)
     (folder / "page").write_bytes(bytes.fromhex(" ".join(lines)))
     return [folder / name for name in ("page", "records.oxb", "index.oxb", "store/contents", "store/trees")]
+
+
+def too_large_a_directory(page):
+    """A count of one entry more than the limit, in a file that is long enough for it."""
+    count = 2**26 - 1
+    return page[:44] + count.to_bytes(4, "little"), 48 + 32 * count
+
+
+def check_table(page):
+    """The fields of the page's header table lie end to end."""
+    rows = re.findall(r"^\| +(\d+) \| +(\d+) \| [a-z]", page.split("### Header")[1].split("##")[0], re.M)
+    end = 0
+    for offset, size in rows:
+        if int(offset) != end:
+            sys.exit(f"the page's header table has a field at {offset}, not at {end}")
+        end += int(size)
+    if end != 48:
+        sys.exit(f"the page's header table ends at {end}")
 
 
 def damaged(sample):
@@ -72,11 +91,15 @@ def main(source, scratch, list_pools, first_program, snapshots):
     shutil.rmtree(scratch, ignore_errors=True)
     folder.mkdir(parents=True)
     page = (source / "docs/format.md").read_text()
+    check_table(page)
     samples = make_samples(folder.parent, page, first_program, snapshots)
     for sample in samples:
         shutil.copy(sample, folder)
         for number, changed in enumerate(damaged(sample.read_bytes())):
             (folder / f"{sample.name}-{number:05}").write_bytes(changed)
+    start, length = too_large_a_directory(samples[0].read_bytes())
+    (folder / "sparse").write_bytes(start)
+    os.truncate(folder / "sparse", length)
     module = types.ModuleType("foreign_reader")
     exec((source / "examples/foreign_reader.py").read_text(), module.__dict__)
     paths = sorted(str(path) for path in folder.iterdir())

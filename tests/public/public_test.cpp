@@ -1,5 +1,6 @@
 // The library as a host meets it: public headers, the shared object as it ships, real processes.
 
+#include <OxbowPoolManager/base/mem_Functions.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -178,19 +179,30 @@ TEST_F(PublicInterface, ReadsAndWritesTheFormatPagesExample) {
     EXPECT_TRUE(Bytes("written") == page);
 }
 
-TEST_F(PublicInterface, BothKindsOfExceptionAreCaughtByClass) {
-    OxbowRpm_Document document("publ");
-    OxbowRpm_File file = document.AddFile(Name("file"), kCreate);
-    Put(file, "sealed");
-    file.NewPool();
-    EXPECT_THROW(file.Pool(0).Allocate(1), OxbowExcImmutablePool);
-    EXPECT_THROW(document.AddFile(Name("missing"), kRead), OxbowExcNoSuchFile);
-    try {
-        Put(file, "young").Write(6, "young!");
-        FAIL();
-    } catch (const OxbowExcIOBounds& failure) {
-        EXPECT_EQ(failure.Limit(), 5u);
-    }
+/** Each is raised through the root and caught by its class: both sides of the library hold one type. */
+template <class... Exceptions>
+void ExpectCaughtByClass(const Exceptions&... failures) {
+    const auto raise = [](const FennelException& failure) { failure.Propagate(); };
+    const auto expect = [&](const auto& failure) {
+        EXPECT_THROW(raise(failure), std::decay_t<decltype(failure)>) << failure.GetCode();
+    };
+    (expect(failures), ...);
+}
+
+TEST_F(PublicInterface, EachExceptionIsCaughtByClass) {
+    const OxbowRpm_FileNameBuffer name("name");
+    const FennelSystemError error(5);
+    ExpectCaughtByClass(
+        OxbowExcValidationFailure(), OxbowExcCantDerefLocator(), OxbowExcCantExternalizeLoc(),
+        OxbowExcCantGetFile(), OxbowExcCorruptHeader(), OxbowExcNotOxbowFile(),
+        OxbowExcNeedUpgrade(6, 5, name), OxbowExcUserSigMismatch(), OxbowExcCorruptDirectory(),
+        OxbowExcIOBounds(1, 2, 3), OxbowExcImmutablePool(), OxbowExcNewPoolReadOnly(),
+        OxbowExcShortPool(), OxbowExcAllocReadOnly(), OxbowExcWriteReadOnly(),
+        OxbowExcPoolAlreadyInDoc(), OxbowExcNoSuchFile(name), OxbowExcFileCloseFailed(error),
+        OxbowExcSystemError(OxbowRpm_ServiceNameBuffer("call"), error), OxbowExcReadError(error),
+        OxbowExcWriteError(error), OxbowExcReadOnly(), OxbowExcShortWrite(),
+        OxbowExcShortBuffer(2, 1), OxbowExcRequestTooBig(2, 1), FennelExcNoEntropy(error));
+    mem_Free(mem_AllocationOperators::operator new(sizeof error));
 }
 
 }  // namespace

@@ -65,7 +65,7 @@ public:
         moved past twelve bytes that hold nothing of use then), and what the stream raises. */
     void ExternalizeImpl(OxbowRpm_BStreamWrite& stream) const;
 
-    /** The UUID of the pool, which need not be open. */
+    /** The UUID of the pool, which need not be open. Raises std::bad_alloc. */
     FennelString GetGUID() const;
 
 private:
