@@ -3,6 +3,8 @@
 
 #include <OxbowPoolManager/base/mem_Functions.h>
 
+#include <utility>
+
 /** Holds a raw buffer for a scope, so that a failure on the way frees it. */
 class mem_BufferOwner {
 public:
@@ -12,9 +14,10 @@ public:
     mem_BufferOwner& operator=(const mem_BufferOwner&) = delete;
 
     char* Bytes() const { return mBlock; }
+    void Swap(mem_BufferOwner& other) { std::swap(mBlock, other.mBlock); }
 
 private:
-    char* const mBlock;
+    char* mBlock;
 };
 
 #endif

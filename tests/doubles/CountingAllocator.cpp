@@ -4,6 +4,7 @@
 
 #include <malloc.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
@@ -21,6 +22,12 @@ std::atomic<long> gCalls{0};
 std::atomic<long> gFirstFailing{Never};
 std::atomic<long> gLastFailing{0};
 std::atomic<bool> gFired{false};
+std::atomic<long> gBytes{0};
+std::atomic<long> gPeak{0};
+
+void Count(long bytes) {
+    gPeak = std::max<long>(gPeak, gBytes += bytes);
+}
 
 void CountCall() {
     const long call = ++gCalls;
@@ -35,6 +42,7 @@ void* NewBlock(void* block) {
         throw std::bad_alloc();
     }
     ++gLiveBlocks;
+    Count(static_cast<long>(malloc_usable_size(block)));
     return block;
 }
 
@@ -57,6 +65,12 @@ namespace TestAllocator {
 
 long LiveBlocks() {
     return gLiveBlocks;
+}
+long PeakBytes() {
+    return gPeak;
+}
+long ResetPeak() {
+    return gPeak = gBytes.load();
 }
 long Calls() {
     return gCalls;
@@ -109,6 +123,7 @@ void* mem_Realloc(void* block, std::size_t size) {
     if (moved == nullptr) {
         throw std::bad_alloc();
     }
+    Count(static_cast<long>(malloc_usable_size(moved) - oldSize));
     if (size > oldSize) {
         std::memset(moved + oldSize, 0xA5, size - oldSize);
     }
@@ -118,6 +133,7 @@ void* mem_Realloc(void* block, std::size_t size) {
 void mem_Free(void* block) noexcept {
     if (block != nullptr) {
         --gLiveBlocks;
+        Count(-static_cast<long>(malloc_usable_size(block)));
         std::free(block);
     }
 }

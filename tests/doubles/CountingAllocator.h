@@ -7,6 +7,11 @@ namespace TestAllocator {
 
 /** Blocks that were handed out and not given back. */
 long LiveBlocks();
+/** The most bytes that blocks held together since ResetPeak. A large block that is handed out zeroed
+    counts what its user touched, when it is given back. */
+long PeakBytes();
+/** Gives the bytes that blocks hold now. */
+long ResetPeak();
 /** Calls that asked for memory, failed ones included. */
 long Calls();
 /** The n-th such call from now raises std::bad_alloc; 1 is the next. */

@@ -1,83 +1,152 @@
 #include "doubles/RecordingPlatform.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <map>
+#include <set>
 
-// The real calls under other names, in this very source.
-#define CreateFileA RealCreateFileA
-#define SetFilePointer RealSetFilePointer
-#define ReadFile RealReadFile
-#define WriteFile RealWriteFile
-#define FlushFileBuffers RealFlushFileBuffers
-#define GetFileSize RealGetFileSize
-#define CloseHandle RealCloseHandle
-#define GetLastError RealGetLastError
-DWORD RealGetLastError();
-HANDLE RealCreateFileA(const char*, DWORD, DWORD, void*, DWORD, DWORD, void*);
-DWORD RealSetFilePointer(HANDLE, LONG, LONG*, DWORD);
-BOOL RealReadFile(HANDLE, void*, DWORD, DWORD*, void*);
-BOOL RealWriteFile(HANDLE, const void*, DWORD, DWORD*, void*);
-BOOL RealFlushFileBuffers(HANDLE);
-DWORD RealGetFileSize(HANDLE, DWORD*);
-BOOL RealCloseHandle(HANDLE);
-#include "../../src/platform/platform_FileCalls.cpp"
-#undef CreateFileA
-#undef SetFilePointer
-#undef ReadFile
-#undef WriteFile
-#undef FlushFileBuffers
-#undef GetFileSize
-#undef CloseHandle
-#undef GetLastError
+// The backing, which is linked beside this.
+decltype(CreateFileA) BackingCreateFileA;
+decltype(SetFilePointer) BackingSetFilePointer;
+decltype(ReadFile) BackingReadFile;
+decltype(WriteFile) BackingWriteFile;
+decltype(FlushFileBuffers) BackingFlushFileBuffers;
+decltype(GetFileSize) BackingGetFileSize;
+decltype(CloseHandle) BackingCloseHandle;
+decltype(GetLastError) BackingGetLastError;
 
 namespace TestPlatform {
 namespace {
 
+using std::uint64_t;
+
+constexpr uint64_t kNoLimit = UINT64_MAX;
+
 struct Order {
     int countdown = -1;  // calls to let through; below 0 there is no order
     DWORD code = 0;
+    bool forEver = false;
     DWORD atMost = 0xFFFFFFFF;
+};
+
+struct OpenFile {
+    HANDLE backing = nullptr;
+    const std::string* path = nullptr;
+    uint64_t position = 0;
+    DWORD flushError = 0;
+    bool givenUp = false;  // a close has failed
 };
 
 std::vector<Call> gLog;
 Order gOrders[kKinds];
-std::map<HANDLE, std::uint64_t> gPositions;
-DWORD gForcedError = 0;
+uint64_t gRoom = kNoLimit;
+DWORD gTear = 0;
+bool gFired = false;
+DWORD gLastError = 0;
+/** Handles are numbers that never come again, so that the use of a closed one is found out. */
+std::map<HANDLE, OpenFile> gHandles;
+std::uintptr_t gLastHandle = 0;
 
-/** Writes the call down; true if it is to fail. */
-bool Enter(Kind kind, std::uint64_t position = 0, DWORD asked = 0) {
-    gLog.push_back({kind, position, asked, 0});
-    gForcedError = 0;
-    Order& order = gOrders[kind];
-    if (order.countdown < 0 || order.countdown-- > 0) {
-        return false;
-    }
-    gForcedError = order.code;
-    return true;
+const std::string* Interned(const char* path) {
+    static std::set<std::string> paths;
+    return &*paths.insert(path).first;
 }
 
+/** Writes the call down. Gives null, with the last error set, for a handle that can't be used. */
+OpenFile* Enter(Kind kind, HANDLE handle, DWORD asked = 0) {
+    const auto found = gHandles.find(handle);
+    const bool known = found != gHandles.end();
+    gLog.push_back({kind,
+                    known ? found->second.path : nullptr,
+                    known ? found->second.position : 0,
+                    asked,
+                    0,
+                    false,
+                    {}});
+    gLastError = EBADF;
+    return known && !found->second.givenUp ? &found->second : nullptr;
+}
+
+/** Whether the call is to fail with the last error, or to move nothing if that is 0. */
+bool Ordered() {
+    Order& order = gOrders[gLog.back().kind];
+    if (order.countdown != 0) {
+        order.countdown -= order.countdown > 0;
+        return false;
+    }
+    order.countdown -= !order.forEver;
+    gLastError = order.code;
+    return gFired = true;
+}
+
+bool Note(bool done) {
+    gLastError = done ? 0 : BackingGetLastError();
+    return gLog.back().done = done;
+}
+
+/** How many of the bytes asked for lie within the file. */
+DWORD Held(const OpenFile& file, DWORD count) {
+    DWORD high = 0;
+    const DWORD low = BackingGetFileSize(file.backing, &high);
+    const uint64_t size = uint64_t{high} << 32 | low;
+    return static_cast<DWORD>(size > file.position ? std::min<uint64_t>(size - file.position, count)
+                                                   : 0);
+}
+
+bool IsFull(const OpenFile& file, DWORD count) {
+    const DWORD fresh = gRoom == kNoLimit ? 0 : count - Held(file, count);
+    if (fresh > gRoom) {
+        gLastError = ENOSPC;
+        return gFired = true;
+    }
+    gRoom -= fresh;
+    return false;
+}
+
+void Tear(const OpenFile& file, const void* data) {
+    const DWORD count = std::min(Held(file, gLog.back().asked), gTear);
+    LONG high = static_cast<LONG>(file.position >> 32);
+    const LONG low = static_cast<LONG>(file.position & 0xFFFFFFFF);
+    DWORD written = 0;
+    if (count != 0 && BackingWriteFile(file.backing, data, count, &written, nullptr)) {
+        gLog.back().bytes.assign(static_cast<const char*>(data), count);
+        BackingSetFilePointer(file.backing, low, &high, FILE_BEGIN);
+    }
+}
+
+/** One transfer of the backing, shortened or failed on order. */
 template <class Transfer>
-BOOL Move(Kind kind, HANDLE file, DWORD asked, DWORD* moved, Transfer transfer) {
-    if (Enter(kind, gPositions[file], asked)) {
-        return 0;
+BOOL Move(OpenFile& file, DWORD* moved, Transfer transfer) {
+    Call& call = gLog.back();
+    const DWORD most = gOrders[call.kind].atMost;
+    const DWORD part = most == kHalf ? call.asked - call.asked / 2 : std::min(call.asked, most);
+    if (Ordered()) {
+        call.done = gLastError == 0;
+    } else if (call.kind != Write || !IsFull(file, part)) {
+        Note(part == 0 || transfer(part));
     }
-    const DWORD count = std::min(asked, gOrders[kind].atMost);
-    *moved = 0;
-    if (count != 0 && !transfer(count)) {
-        return 0;
-    }
-    gLog.back().moved = *moved;
-    gPositions[file] += *moved;
-    return 1;
+    file.position += call.moved = *moved;
+    return call.done;
+}
+
+void Arm(Kind kind, DWORD code, int after, bool forEver) {
+    gOrders[kind].countdown = after;
+    gOrders[kind].code = code;
+    gOrders[kind].forEver = forEver;
 }
 
 }  // namespace
 
 void Reset() {
     gLog.clear();
-    for (Order& order : gOrders) {
-        order = Order();
-    }
+    gFired = false;
+    Disarm();
+}
+
+void Disarm() {
+    std::fill(std::begin(gOrders), std::end(gOrders), Order());
+    gRoom = kNoLimit;
+    gTear = 0;
 }
 
 const std::vector<Call>& Log() {
@@ -105,13 +174,26 @@ std::string Told() {
     return told;
 }
 
-void FailNext(Kind kind, DWORD code, int after) {
-    gOrders[kind].countdown = after;
-    gOrders[kind].code = code;
+int OpenHandles() {
+    return static_cast<int>(gHandles.size());
 }
-
+void FailNext(Kind kind, DWORD code, int after) {
+    Arm(kind, code, after, false);
+}
+void FailFrom(Kind kind, DWORD code, int after) {
+    Arm(kind, code, after, true);
+}
 void MoveAtMost(Kind kind, DWORD bytes) {
     gOrders[kind].atMost = bytes;
+}
+void FullAfter(std::uint64_t bytes) {
+    gRoom = bytes;
+}
+void FailingWritesTear(DWORD bytes) {
+    gTear = bytes;
+}
+bool Fired() {
+    return gFired;
 }
 
 }  // namespace TestPlatform
@@ -120,55 +202,103 @@ using namespace TestPlatform;
 
 HANDLE CreateFileA(const char* path, DWORD access, DWORD share, void* security, DWORD disposition,
                    DWORD flags, void* templateFile) {
-    if (Enter(TestPlatform::Open)) {
+    Enter(TestPlatform::Open, nullptr, disposition);
+    gLog.back().path = Interned(path);
+    if (Ordered()) {
         return INVALID_HANDLE_VALUE;
     }
-    const HANDLE file =
-        RealCreateFileA(path, access, share, security, disposition, flags, templateFile);
-    gPositions[file] = 0;
-    return file;
+    const HANDLE backing =
+        BackingCreateFileA(path, access, share, security, disposition, flags, templateFile);
+    if (!Note(backing != INVALID_HANDLE_VALUE)) {
+        return INVALID_HANDLE_VALUE;
+    }
+    const HANDLE handle = reinterpret_cast<HANDLE>(++gLastHandle);
+    gHandles[handle].backing = backing;
+    gHandles[handle].path = gLog.back().path;
+    return handle;
 }
 
-DWORD SetFilePointer(HANDLE file, LONG low, LONG* high, DWORD method) {
-    const std::uint64_t position = static_cast<std::uint64_t>(static_cast<std::uint32_t>(*high))
-                                       << 32 |
-                                   static_cast<std::uint32_t>(low);
-    if (Enter(TestPlatform::Seek, position)) {
+DWORD SetFilePointer(HANDLE handle, LONG low, LONG* high, DWORD method) {
+    OpenFile* const file = Enter(TestPlatform::Seek, handle);
+    const uint64_t highWord = high == nullptr ? 0 : static_cast<DWORD>(*high);
+    const uint64_t position = highWord << 32 | static_cast<DWORD>(low);
+    gLog.back().position = position;
+    if (file == nullptr || Ordered()) {
         return INVALID_SET_FILE_POINTER;
     }
-    const DWORD result = RealSetFilePointer(file, low, high, method);
-    if (result != INVALID_SET_FILE_POINTER || RealGetLastError() == 0) {
-        gPositions[file] = position;
+    const DWORD result = BackingSetFilePointer(file->backing, low, high, method);
+    if (Note(result != INVALID_SET_FILE_POINTER || BackingGetLastError() == 0)) {
+        file->position = position;
     }
     return result;
 }
 
-BOOL ReadFile(HANDLE file, void* buffer, DWORD count, DWORD* got, void* overlapped) {
-    return Move(TestPlatform::Read, file, count, got,
-                [&](DWORD part) { return RealReadFile(file, buffer, part, got, overlapped); });
+BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* got, void* overlapped) {
+    *got = 0;
+    OpenFile* const file = Enter(TestPlatform::Read, handle, count);
+    return file != nullptr && Move(*file, got, [&](DWORD part) {
+               return BackingReadFile(file->backing, buffer, part, got, overlapped) != 0;
+           });
 }
 
-BOOL WriteFile(HANDLE file, const void* data, DWORD count, DWORD* written, void* overlapped) {
-    return Move(TestPlatform::Write, file, count, written,
-                [&](DWORD part) { return RealWriteFile(file, data, part, written, overlapped); });
-}
-
-BOOL FlushFileBuffers(HANDLE file) {
-    return Enter(TestPlatform::Flush) ? 0 : RealFlushFileBuffers(file);
-}
-
-DWORD GetFileSize(HANDLE file, DWORD* high) {
-    return Enter(TestPlatform::Size) ? INVALID_FILE_SIZE : RealGetFileSize(file, high);
-}
-
-BOOL CloseHandle(HANDLE file) {
-    // One that is told to fail is passed on by the second call, the owner's last.
-    if (Enter(TestPlatform::CloseFile)) {
+BOOL WriteFile(HANDLE handle, const void* data, DWORD count, DWORD* written, void* overlapped) {
+    *written = 0;
+    OpenFile* const file = Enter(TestPlatform::Write, handle, count);
+    if (file == nullptr) {
         return 0;
     }
-    return RealCloseHandle(file);
+    const BOOL done = Move(*file, written, [&](DWORD part) {
+        return BackingWriteFile(file->backing, data, part, written, overlapped) != 0;
+    });
+    gLog.back().bytes.assign(static_cast<const char*>(data), *written);
+    if (!done) {
+        Tear(*file, data);
+    }
+    return done;
+}
+
+BOOL FlushFileBuffers(HANDLE handle) {
+    OpenFile* const file = Enter(TestPlatform::Flush, handle);
+    if (file == nullptr) {
+        return 0;
+    }
+    if (file->flushError == 0 && (Ordered() || !Note(BackingFlushFileBuffers(file->backing)))) {
+        file->flushError = gLastError;
+    }
+    gLastError = file->flushError;
+    return gLog.back().done;
+}
+
+DWORD GetFileSize(HANDLE handle, DWORD* high) {
+    OpenFile* const file = Enter(TestPlatform::Size, handle);
+    if (file == nullptr || Ordered()) {
+        return INVALID_FILE_SIZE;
+    }
+    const DWORD result = BackingGetFileSize(file->backing, high);
+    Note(result != INVALID_FILE_SIZE || BackingGetLastError() == 0);
+    return result;
+}
+
+BOOL CloseHandle(HANDLE handle) {
+    // One that is told to fail gives the file up all the same; the handle is good for one more call.
+    OpenFile* const file = Enter(TestPlatform::CloseFile, handle);
+    if (file == nullptr) {
+        return gHandles.erase(handle) != 0;
+    }
+    const bool told = Ordered();
+    const DWORD code = gLastError;
+    file->givenUp = told || !Note(BackingCloseHandle(file->backing) != 0);
+    if (!file->givenUp) {
+        gHandles.erase(handle);
+        return 1;
+    }
+    if (told) {
+        BackingCloseHandle(file->backing);
+        gLastError = code;
+    }
+    return 0;
 }
 
 DWORD GetLastError() {
-    return gForcedError != 0 ? gForcedError : RealGetLastError();
+    return gLastError;
 }

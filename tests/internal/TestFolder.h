@@ -10,19 +10,32 @@
 #include <iterator>
 #include <string>
 
+#ifdef OXBOW_TEST_IN_MEMORY
+#include "doubles/MemoryFiles.h"
+#endif
+
 /** A folder of its own for each test, gone afterwards, with the words that tests of files speak in.
  */
 class TestFolder : public testing::Test {
 protected:
+#ifdef OXBOW_TEST_IN_MEMORY
+    ~TestFolder() override {
+        MemoryFiles::All().clear();
+    }
+    std::string Bytes(const std::string& file) const {
+        return MemoryFiles::At(PathOf(file)).Bytes();
+    }
+    void Store(const std::string& file, const std::string& bytes) const {
+        MemoryFiles::At(PathOf(file)).Set(bytes);
+    }
+    std::filesystem::path mFolder = MemoryFiles::kFolder;
+#else
     TestFolder() {
         std::string name = (std::filesystem::temp_directory_path() / "oxbow-XXXXXX").string();
         mFolder = mkdtemp(name.data());
     }
-    ~TestFolder() override { std::filesystem::remove_all(mFolder); }
-
-    std::string PathOf(const std::string& file) const { return (mFolder / file).string(); }
-    FennelUnicodeString Name(const std::string& file) const {
-        return FennelUnicodeString(PathOf(file).c_str());
+    ~TestFolder() override {
+        std::filesystem::remove_all(mFolder);
     }
     std::string Bytes(const std::string& file) const {
         std::ifstream in(PathOf(file), std::ios::binary);
@@ -31,7 +44,15 @@ protected:
     void Store(const std::string& file, const std::string& bytes) const {
         std::ofstream(PathOf(file), std::ios::binary | std::ios::trunc) << bytes;
     }
+    std::filesystem::path mFolder;
+#endif
 
+    std::string PathOf(const std::string& file) const {
+        return (mFolder / file).string();
+    }
+    FennelUnicodeString Name(const std::string& file) const {
+        return FennelUnicodeString(PathOf(file).c_str());
+    }
     /** Books a range behind the data and fills it. */
     template <class FileOrPool>
     static OxbowRpm_Locator Put(FileOrPool target, const std::string& bytes) {
@@ -44,7 +65,9 @@ protected:
         bytes.resize(static_cast<std::size_t>(place.Read(length, bytes.data())));
         return bytes;
     }
-    static std::string Text(const FennelString& text) { return std::string(text.View()); }
+    static std::string Text(const FennelString& text) {
+        return std::string(text.View());
+    }
 
     /** The code of the exception that the action raises, 0 for none. */
     template <class Action>
@@ -56,8 +79,6 @@ protected:
         }
         return 0;
     }
-
-    std::filesystem::path mFolder;
 };
 
 #endif

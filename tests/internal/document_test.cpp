@@ -2,7 +2,6 @@
 
 #include <vector>
 
-#include "doubles/CountingAllocator.h"
 #include "doubles/RecordingPlatform.h"
 #include "internal/TestFolder.h"
 
@@ -16,10 +15,6 @@ constexpr Mode kRead = OxbowRpm_Document::AccessReadOnly;
 class Documents : public TestFolder {
 protected:
     Documents() { TestPlatform::Reset(); }
-    ~Documents() override {
-        TestPlatform::Reset();
-        TestAllocator::Disarm();
-    }
 
     template <class Exception>
     static int Code() {
@@ -35,23 +30,6 @@ protected:
         }
         return {};
     }
-    /** Does the action after it has failed at each of its allocations, with a check behind each. */
-    template <class Action, class Check>
-    static int FailingEach(Action action, Check check) {
-        for (long n = 1;; ++n) {
-            TestAllocator::FailAt(n);
-            try {
-                action();
-                TestAllocator::Disarm();
-                return static_cast<int>(n) - 1;
-            } catch (const std::bad_alloc&) {
-                TestAllocator::Disarm();
-                SCOPED_TRACE(n);
-                check();
-            }
-        }
-    }
-
     /** A file of `pools` pools, each with its number as data. */
     void MakeFile(const std::string& name, int pools, const char* signature = "TEST") {
         OxbowRpm_Document document(signature);
@@ -202,53 +180,6 @@ TEST_F(Documents, AppendPoolRefusesBeforeItWrites) {
     }
 }
 
-TEST_F(Documents, AFailedCopyNeverBreaksTheChain) {
-    {
-        OxbowRpm_Document document("TEST");
-        Put(document.AddFile(Name("source"), kCreate), std::string(600000, 's'));
-        document.Close();
-    }
-    // Before the copy: no pool but an empty one, data, data and an empty pool. Then the n-th write of
-    // the copy fails, and the host goes on with a pool of its own, or a second copy.
-    for (int before = 0; before < 3; ++before) {
-        for (int n = 0; n < 5; ++n) {
-            for (const bool again : {false, true}) {
-                SCOPED_TRACE(std::to_string(before) + " " + std::to_string(n));
-                OxbowRpm_Document sources("TEST");
-                const OxbowRpm_Pool source = sources.AddFile(Name("source"), kRead).Pool();
-                OxbowRpm_Document document("TEST");
-                OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
-                if (before > 0) {
-                    Put(file, "before");
-                }
-                if (before > 1) {
-                    file.NewPool();
-                }
-                TestPlatform::Reset();
-                TestPlatform::FailNext(TestPlatform::Write, 28, n);
-                const int code = CodeOf([&] { file.AppendPool(source); });
-                TestPlatform::Reset();
-                if (code == 0 || !again) {
-                    file.NewPool();
-                    Put(file, "behind");
-                } else if (CodeOf([&] { file.AppendPool(source); }) != 0) {
-                    EXPECT_GE(n, 3) << "the copy stands, only a header write failed";
-                    file.NewPool();
-                    Put(file, "behind");
-                }
-                document.Close();
-                OxbowRpm_Document reader("TEST");
-                OxbowRpm_File back = reader.AddFile(Name("f"), kRead);
-                if (before > 0) {
-                    EXPECT_EQ(Get(back.Pool(0).Start(), 6), "before");
-                }
-                const std::string last = Get(back.Start(), 600000);
-                EXPECT_TRUE(last.substr(0, 6) == "behind" || last == std::string(600000, 's'));
-            }
-        }
-    }
-}
-
 TEST_F(Documents, AppendPoolRefusesItsOwnAndWhatHasGrownSince) {
     MakeFile("own", 1);
     OxbowRpm_Document document("TEST");
@@ -266,91 +197,6 @@ TEST_F(Documents, AppendPoolRefusesItsOwnAndWhatHasGrownSince) {
     grows.NewPool();
     EXPECT_EQ(CodeOf([&] { own.AppendPool(seen); }), Code<OxbowExcShortPool>());
     EXPECT_EQ(own.PoolCount(), 2u);
-}
-
-TEST_F(Documents, AFailedAllocationLeavesTheDocumentWorking) {
-    MakeFile("a", 20);
-    MakeFile("b", 1);
-    const long blocks = TestAllocator::LiveBlocks();
-    {
-        OxbowRpm_Document document("TEST");
-        OxbowRpm_File b = document.AddFile(Name("b"), kUpdate);
-        const int failures =
-            FailingEach([&] { document.Close(document.AddFile(Name("a"), kRead)); },
-                        [&] {
-                            ASSERT_EQ(Get(b.Start(), 6), "pool 0");
-                            OxbowRpm_Document other("TEST");
-                            ASSERT_EQ(other.AddFile(Name("a"), kRead).PoolCount(), 20u);
-                        });
-        EXPECT_GT(failures, 100);
-        document.Close();
-    }
-    EXPECT_EQ(TestAllocator::LiveBlocks(), blocks);
-}
-
-TEST_F(Documents, AFailedAllocationLeavesTheChainAsItWas) {
-    for (const int pools : {1, 16, 257}) {
-        for (const std::uint64_t length : {UINT64_C(0), UINT64_C(1)}) {
-            OxbowRpm_Document document("TEST");
-            OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
-            for (int i = 1; i < pools; ++i) {
-                Put(file, "x");
-                file.NewPool();
-            }
-            Put(file, std::string(length, 'x'));
-            const OxbowRpm_Locator last = file.Start();
-            const std::string before = Bytes("f");
-            EXPECT_GT(FailingEach([&] { file.NewPool(); },
-                                  [&] {
-                                      ASSERT_EQ(file.PoolCount(), static_cast<unsigned>(pools));
-                                      ASSERT_TRUE(file.Start() == last);
-                                      ASSERT_EQ(file.Pool().Length(), length);
-                                      ASSERT_EQ(CodeOf([&] { Put(file, ""); }), 0);
-                                      ASSERT_EQ(Bytes("f"), before);
-                                  }),
-                      9);
-        }
-    }
-}
-
-TEST_F(Documents, AFailedWriteCanBeRepeated) {
-    // The n-th write of a working life fails once; done again, everything is as if it hadn't.
-    for (int n = 0;; ++n) {
-        OxbowRpm_Document document("TEST");
-        OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
-        TestPlatform::Reset();
-        TestPlatform::FailNext(TestPlatform::Write, 28, n);
-        int failures = 0;
-        const auto insist = [&](auto action) {
-            const int code = CodeOf(action);
-            if (code != 0) {
-                EXPECT_EQ(code, OxbowExcWriteError(FennelSystemError(0)).GetCode());
-                ++failures;
-                action();
-            }
-        };
-        const OxbowRpm_Locator first = file.Allocate(5);
-        insist([&] { first.Write(5, "first"); });
-        insist([&, before = failures] {
-            if (failures > before) {  // nothing is to be stored in a pool without a header
-                EXPECT_EQ(CodeOf([&] { file.Allocate(1); }), Code<OxbowExcImmutablePool>());
-            }
-            file.NewPool();
-        });
-        const OxbowRpm_Locator second = file.Allocate(6);
-        insist([&] { second.Write(6, "second"); });
-        insist([&] { file.Flush(); });
-        insist([&] { document.Close(file); });
-        OxbowRpm_Document reader("TEST");
-        OxbowRpm_File back = reader.AddFile(Name("f"), kRead);
-        ASSERT_EQ(back.PoolCount(), 2u) << n;
-        EXPECT_EQ(Get(back.Pool(0).Start(), 5), "first");
-        EXPECT_EQ(Get(back.Pool(1).Start(), 6), "second");
-        if (failures == 0) {
-            EXPECT_EQ(n, 6);
-            break;
-        }
-    }
 }
 
 }  // namespace

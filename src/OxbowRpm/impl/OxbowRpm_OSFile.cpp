@@ -39,7 +39,8 @@ template <class Exception>
 OxbowRpm_OSFile::OxbowRpm_OSFile() : mHandle(nullptr), mReadOnly(true) {}
 
 OxbowRpm_OSFile::~OxbowRpm_OSFile() {
-    if (IsOpen()) {
+    // One that fails gives the file up, but not what stands behind the handle.
+    if (IsOpen() && !CloseHandle(mHandle)) {
         CloseHandle(mHandle);
     }
 }

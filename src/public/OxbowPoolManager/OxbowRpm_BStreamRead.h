@@ -32,9 +32,10 @@ public:
 
     /** Reads a string: a 32-bit length, the bytes, and padding to a multiple of 4, which is
         skipped. A text ends at its first zero byte. A negative length raises
-        OxbowExcValidationFailure, and a damaged one may take more memory than there is
-        (std::bad_alloc). After a failure the value is as it was, and the stream stands behind what
-        it had taken. */
+        OxbowExcValidationFailure. A length that goes past the end of a file gives the text that is
+        there, or what ReadBlock raises; it takes memory for that text alone. A text of more than 1
+        MiB is read in several blocks. After a failure the value is as it was, and the stream stands
+        behind what it had taken. */
     void Read(FennelString& value);
     /** As for a FennelString. */
     void Read(FennelUnicodeString& value);

@@ -1,0 +1,3 @@
+#include "doubles/Backing.h"
+
+#include "../../src/platform/platform_FileCalls.cpp"
