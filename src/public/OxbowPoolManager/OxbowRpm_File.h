@@ -30,7 +30,8 @@ public:
     /** Seals the last pool with its length and starts a new one behind it, whose directory names
         every pool that the document knows now. A last pool without data is replaced, and handles on
         it end. Each call, also one on a read-only file, makes a UUID that the document knows from
-        then on.
+        then on. Until the next Flush has come back a power cut can leave a file that doesn't open,
+        with all that was flushed still in it: flush before and behind.
         Raises OxbowExcNewPoolReadOnly, FennelExcNoEntropy, OxbowExcValidationFailure past 46340
         pools, OxbowExcIOBounds if a damaged header gave the last pool a length that can't be
         stored, and the write failures of the platform (OxbowExcWriteError, OxbowExcShortWrite,
