@@ -23,9 +23,8 @@ struct Pair {
         for (cow_ListIterator<Text> it(list); it.More(); it.Next()) {
             values.push_back(it.Current());
         }
-        if (values != model || list.Length() != static_cast<int>(model.size())) {
-            throw std::logic_error("elements");
-        }
+        const bool right = values == model && list.Length() == static_cast<int>(model.size());
+        right ? void() : throw std::logic_error("elements");
     }
     void Do(unsigned operation, unsigned x, const Pair& other) {
         const auto size = static_cast<unsigned>(model.size()), at = size == 0 ? 0 : x % size;

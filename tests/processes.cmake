@@ -1,6 +1,8 @@
 # Real processes on the product as it ships, and threads: on several documents, and on one file's inside.
+# The rounds of the first follow OXBOW_FAULT_STRIDE as the hostile files do.
 add_executable(processes_test processes/processes_test.cpp)
 oxbow_target_flags(processes_test)
+target_compile_definitions(processes_test PRIVATE ${oxbow_stride})
 target_include_directories(processes_test PRIVATE "${PROJECT_SOURCE_DIR}/tests")
 target_link_libraries(processes_test PRIVATE OxbowPoolManager::OxbowPoolManager GTest::gtest_main)
 gtest_discover_tests(processes_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 600)
@@ -9,3 +11,4 @@ find_package(Threads REQUIRED)
 oxbow_internal_test(threads_test processes/threads_test.cpp ../src/base/FennelUtilsRand.cpp
                     ../src/base/mem_Functions.cpp ../src/platform/platform_FileCalls.cpp)
 target_link_libraries(threads_test PRIVATE oxbow_objects Threads::Threads)
+target_compile_definitions(threads_test PRIVATE ${oxbow_stride})

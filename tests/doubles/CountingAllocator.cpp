@@ -5,91 +5,44 @@
 #include <malloc.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cstddef>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <new>
+
+void TestAllocator::Arm(long first, long last) {
+    sFired = false;
+    sFirstFailing = first;
+    sLastFailing = last;
+}
+
+void TestAllocator::CountCall() {
+    const long call = ++sCalls;
+    if (call >= sFirstFailing && call <= sLastFailing) {
+        sFired = true;
+        throw std::bad_alloc();
+    }
+}
+
+void TestAllocator::CountBlock(int blocks, long bytes) {
+    sLiveBlocks += blocks;
+    sPeak = std::max<long>(sPeak, sBytes += bytes);
+}
 
 namespace {
 
-constexpr long Never = std::numeric_limits<long>::max();
-
-std::atomic<long> gLiveBlocks{0};
-std::atomic<long> gCalls{0};
-/** Numbers of the first and the last call that fail. */
-std::atomic<long> gFirstFailing{Never};
-std::atomic<long> gLastFailing{0};
-std::atomic<bool> gFired{false};
-std::atomic<long> gBytes{0};
-std::atomic<long> gPeak{0};
-
-void Count(long bytes) {
-    gPeak = std::max<long>(gPeak, gBytes += bytes);
-}
-
-void CountCall() {
-    const long call = ++gCalls;
-    if (call >= gFirstFailing && call <= gLastFailing) {
-        gFired = true;
-        throw std::bad_alloc();
-    }
-}
-
-void* NewBlock(void* block) {
+void* Allocate(std::size_t size, bool zeroed = false) {
+    TestAllocator::CountCall();
+    const std::size_t room = std::max<std::size_t>(size, 1);
+    // Blocks of zeros that nobody touches cost nothing.
+    void* const block = zeroed ? std::calloc(room, 1) : std::malloc(room);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
-    ++gLiveBlocks;
-    Count(static_cast<long>(malloc_usable_size(block)));
-    return block;
-}
-
-void* Allocate(std::size_t size) {
-    CountCall();
-    void* block = NewBlock(std::malloc(size == 0 ? 1 : size));
-    std::memset(block, 0xA5, size);
-    return block;
-}
-
-void Arm(long first, long last) {
-    gFired = false;
-    gFirstFailing = first;
-    gLastFailing = last;
+    TestAllocator::CountBlock(1, static_cast<long>(malloc_usable_size(block)));
+    return zeroed ? block : std::memset(block, 0xA5, size);
 }
 
 }  // namespace
-
-namespace TestAllocator {
-
-long LiveBlocks() {
-    return gLiveBlocks;
-}
-long PeakBytes() {
-    return gPeak;
-}
-long ResetPeak() {
-    return gPeak = gBytes.load();
-}
-long Calls() {
-    return gCalls;
-}
-void FailAt(long n) {
-    Arm(gCalls + n, gCalls + n);
-}
-void FailFrom(long n) {
-    Arm(gCalls + n, Never);
-}
-void Disarm() {
-    gFirstFailing = Never;
-    gLastFailing = 0;
-}
-bool Fired() {
-    return gFired;
-}
-
-}  // namespace TestAllocator
 
 void* mem_OperatorNewThrow(std::size_t size) {
     return Allocate(size);
@@ -103,37 +56,22 @@ void* mem_OperatorNewTinyThrow(std::size_t size) {
 void* mem_Malloc(std::size_t size) {
     return Allocate(size);
 }
-
 void* mem_OperatorNewZeroedThrowBuiltin(std::size_t size) {
-    CountCall();
-    return NewBlock(std::calloc(size == 0 ? 1 : size, 1));
+    return Allocate(size, true);
 }
 
 void* mem_Realloc(void* block, std::size_t size) {
-    if (block == nullptr) {
-        return size == 0 ? nullptr : Allocate(size);
+    void* const moved = size == 0 ? nullptr : Allocate(size);
+    if (moved != nullptr && block != nullptr) {
+        std::memcpy(moved, block, std::min(size, malloc_usable_size(block)));
     }
-    if (size == 0) {
-        mem_Free(block);
-        return nullptr;
-    }
-    CountCall();
-    const std::size_t oldSize = malloc_usable_size(block);
-    char* moved = static_cast<char*>(std::realloc(block, size));
-    if (moved == nullptr) {
-        throw std::bad_alloc();
-    }
-    Count(static_cast<long>(malloc_usable_size(moved) - oldSize));
-    if (size > oldSize) {
-        std::memset(moved + oldSize, 0xA5, size - oldSize);
-    }
+    mem_Free(block);
     return moved;
 }
 
 void mem_Free(void* block) noexcept {
     if (block != nullptr) {
-        --gLiveBlocks;
-        Count(-static_cast<long>(malloc_usable_size(block)));
+        TestAllocator::CountBlock(-1, -static_cast<long>(malloc_usable_size(block)));
         std::free(block);
     }
 }

@@ -10,6 +10,7 @@
 /** A file in memory. It is sparse: bytes that were never written take no room. */
 struct MemoryFile {
     void Write(std::uint64_t position, const char* data, std::uint64_t count);
+    /** Gives how many bytes of those there were. */
     std::uint64_t Read(std::uint64_t position, char* buffer, std::uint64_t count) const;
     std::string Bytes() const;
     void Set(const std::string& bytes);
@@ -17,12 +18,10 @@ struct MemoryFile {
     static constexpr std::uint64_t kPage = 4096;
     std::map<std::uint64_t, std::array<char, kPage>> pages;  // by number
     std::uint64_t length = 0;
-    int writers = 0;  // handles open on it that write, and that deny others to write
-    int deniers = 0;
 };
 
-/** The files by path; a handle keeps its file. The calls on them do what platform_FileCalls.h
-    tells. There is one folder: paths with another directory part lead nowhere. */
+/** The files by path; an open one stays when it goes from here. There is one folder: other paths
+    lead nowhere. */
 namespace MemoryFiles {
 
 constexpr const char* kFolder = "/memory";

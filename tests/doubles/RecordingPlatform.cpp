@@ -3,136 +3,85 @@
 #include <algorithm>
 #include <cerrno>
 #include <map>
-#include <set>
 
-// The backing, which is linked beside this.
-decltype(CreateFileA) BackingCreateFileA;
-decltype(SetFilePointer) BackingSetFilePointer;
-decltype(ReadFile) BackingReadFile;
-decltype(WriteFile) BackingWriteFile;
-decltype(FlushFileBuffers) BackingFlushFileBuffers;
-decltype(GetFileSize) BackingGetFileSize;
-decltype(CloseHandle) BackingCloseHandle;
-decltype(GetLastError) BackingGetLastError;
+#include "doubles/MemoryFiles.h"
 
 namespace TestPlatform {
 namespace {
 
 using std::uint64_t;
 
-constexpr uint64_t kNoLimit = UINT64_MAX;
-
-struct Order {
-    int countdown = -1;  // calls to let through; below 0 there is no order
-    DWORD code = 0;
-    bool forEver = false;
-    DWORD atMost = 0xFFFFFFFF;
-};
+constexpr uint64_t kGreatestPosition = INT64_MAX;
+constexpr DWORD kAll = UINT32_MAX;
 
 struct OpenFile {
-    HANDLE backing = nullptr;
-    const std::string* path = nullptr;
+    std::string path;
+    bool writes = false;
+    bool denies = false;
+    std::shared_ptr<MemoryFile> file = nullptr;  // none once a close has failed
     uint64_t position = 0;
     DWORD flushError = 0;
-    bool givenUp = false;  // a close has failed
 };
 
 std::vector<Call> gLog;
-Order gOrders[kKinds];
-uint64_t gRoom = kNoLimit;
-DWORD gTear = 0;
+Fault gFault;
+DWORD gMost[kKinds] = {kAll, kAll, kAll, kAll, kAll, kAll, kAll};
 bool gFired = false;
 DWORD gLastError = 0;
 /** Handles are numbers that never come again, so that the use of a closed one is found out. */
 std::map<HANDLE, OpenFile> gHandles;
 std::uintptr_t gLastHandle = 0;
 
-const std::string* Interned(const char* path) {
-    static std::set<std::string> paths;
-    return &*paths.insert(path).first;
+OpenFile& Of(HANDLE handle) {
+    static OpenFile none;
+    const auto found = gHandles.find(handle);
+    return found == gHandles.end() ? none : found->second;
 }
 
-/** Writes the call down. Gives null, with the last error set, for a handle that can't be used. */
-OpenFile* Enter(Kind kind, HANDLE handle, DWORD asked = 0) {
-    const auto found = gHandles.find(handle);
-    const bool known = found != gHandles.end();
-    gLog.push_back({kind,
-                    known ? found->second.path : nullptr,
-                    known ? found->second.position : 0,
-                    asked,
-                    0,
-                    false,
-                    {}});
-    gLastError = EBADF;
-    return known && !found->second.givenUp ? &found->second : nullptr;
+/** How many of that many bytes the file holds at its position. */
+DWORD Held(const OpenFile& open, DWORD count) {
+    const uint64_t length = open.file == nullptr ? 0 : open.file->length;
+    return static_cast<DWORD>(std::min<uint64_t>(length - std::min(length, open.position), count));
 }
 
 /** Whether the call is to fail with the last error, or to move nothing if that is 0. */
-bool Ordered() {
-    Order& order = gOrders[gLog.back().kind];
-    if (order.countdown != 0) {
-        order.countdown -= order.countdown > 0;
+bool Ordered(const OpenFile& open, DWORD asked) {
+    if (gLog.back().kind != gFault.kind) {
         return false;
     }
-    order.countdown -= !order.forEver;
-    gLastError = order.code;
+    const int cost = gFault.full ? static_cast<int>(asked - Held(open, asked)) : 1;
+    if (gFault.after >= cost) {
+        gFault.after -= cost;
+        return false;
+    }
+    gFault.kind = gFault.forEver ? gFault.kind : kKinds;
+    gLastError = gFault.code;
     return gFired = true;
 }
 
-bool Note(bool done) {
-    gLastError = done ? 0 : BackingGetLastError();
-    return gLog.back().done = done;
+/** Writes the call down. False, with the last error set, if it is not to be done. */
+bool Enter(Kind kind, const OpenFile& open, DWORD asked = 0) {
+    gLog.push_back({kind, open.path, open.position, asked, 0, {}});
+    const bool usable = open.file != nullptr && (kind != Write || open.writes);
+    const bool tooFar = kind == Write && asked > kGreatestPosition - open.position;
+    gLastError = !usable && kind != Open ? EBADF : tooFar ? EFBIG : 0;
+    return gLastError == 0 && !Ordered(open, asked);
 }
 
-/** How many of the bytes asked for lie within the file. */
-DWORD Held(const OpenFile& file, DWORD count) {
-    DWORD high = 0;
-    const DWORD low = BackingGetFileSize(file.backing, &high);
-    const uint64_t size = uint64_t{high} << 32 | low;
-    return static_cast<DWORD>(size > file.position ? std::min<uint64_t>(size - file.position, count)
-                                                   : 0);
-}
-
-bool IsFull(const OpenFile& file, DWORD count) {
-    const DWORD fresh = gRoom == kNoLimit ? 0 : count - Held(file, count);
-    if (fresh > gRoom) {
-        gLastError = ENOSPC;
-        return gFired = true;
+/** What stands against an open; 0 for nothing. */
+DWORD Refusal(const OpenFile& open, bool creates) {
+    if (open.path.substr(0, open.path.rfind('/')) != MemoryFiles::kFolder) {
+        return ENOTDIR;
     }
-    gRoom -= fresh;
-    return false;
-}
-
-void Tear(const OpenFile& file, const void* data) {
-    const DWORD count = std::min(Held(file, gLog.back().asked), gTear);
-    LONG high = static_cast<LONG>(file.position >> 32);
-    const LONG low = static_cast<LONG>(file.position & 0xFFFFFFFF);
-    DWORD written = 0;
-    if (count != 0 && BackingWriteFile(file.backing, data, count, &written, nullptr)) {
-        gLog.back().bytes.assign(static_cast<const char*>(data), count);
-        BackingSetFilePointer(file.backing, low, &high, FILE_BEGIN);
+    if (!creates && MemoryFiles::All().count(open.path) == 0) {
+        return ENOENT;
     }
-}
-
-/** One transfer of the backing, shortened or failed on order. */
-template <class Transfer>
-BOOL Move(OpenFile& file, DWORD* moved, Transfer transfer) {
-    Call& call = gLog.back();
-    const DWORD most = gOrders[call.kind].atMost;
-    const DWORD part = most == kHalf ? call.asked - call.asked / 2 : std::min(call.asked, most);
-    if (Ordered()) {
-        call.done = gLastError == 0;
-    } else if (call.kind != Write || !IsFull(file, part)) {
-        Note(part == 0 || transfer(part));
+    bool denied = false;
+    for (const auto& [handle, other] : gHandles) {
+        denied |= other.file.get() == &MemoryFiles::At(open.path) &&
+                  ((open.writes && other.denies) || (open.denies && other.writes));
     }
-    file.position += call.moved = *moved;
-    return call.done;
-}
-
-void Arm(Kind kind, DWORD code, int after, bool forEver) {
-    gOrders[kind].countdown = after;
-    gOrders[kind].code = code;
-    gOrders[kind].forEver = forEver;
+    return denied ? EBUSY : 0;
 }
 
 }  // namespace
@@ -140,16 +89,11 @@ void Arm(Kind kind, DWORD code, int after, bool forEver) {
 void Reset() {
     gLog.clear();
     gFired = false;
-    Disarm();
+    gFault = Fault();
+    std::fill(std::begin(gMost), std::end(gMost), kAll);
 }
 
-void Disarm() {
-    std::fill(std::begin(gOrders), std::end(gOrders), Order());
-    gRoom = kNoLimit;
-    gTear = 0;
-}
-
-const std::vector<Call>& Log() {
+std::vector<Call>& Log() {
     return gLog;
 }
 
@@ -162,14 +106,10 @@ std::string Told() {
     static const char* const names[] = {"open", "seek", "read", "write", "flush", "size", "close"};
     std::string told;
     for (const Call& call : gLog) {
-        told += told.empty() ? "" : ", ";
-        told += names[call.kind];
-        if (call.kind == Seek || call.kind == Read || call.kind == Write) {
-            told += " " + std::to_string(call.position);
-        }
-        if (call.kind == Read || call.kind == Write) {
-            told += "+" + std::to_string(call.moved);
-        }
+        const bool moves = call.kind == Read || call.kind == Write;
+        told += (told.empty() ? "" : ", ") + std::string(names[call.kind]);
+        told += moves || call.kind == Seek ? " " + std::to_string(call.position) : "";
+        told += moves ? "+" + std::to_string(call.moved) : "";
     }
     return told;
 }
@@ -177,20 +117,14 @@ std::string Told() {
 int OpenHandles() {
     return static_cast<int>(gHandles.size());
 }
-void FailNext(Kind kind, DWORD code, int after) {
-    Arm(kind, code, after, false);
+void Fail(const Fault& fault) {
+    gFault = fault;
 }
-void FailFrom(Kind kind, DWORD code, int after) {
-    Arm(kind, code, after, true);
+void FailNext(Kind kind, DWORD code, int after) {
+    Fail({kind, code, after});
 }
 void MoveAtMost(Kind kind, DWORD bytes) {
-    gOrders[kind].atMost = bytes;
-}
-void FullAfter(std::uint64_t bytes) {
-    gRoom = bytes;
-}
-void FailingWritesTear(DWORD bytes) {
-    gTear = bytes;
+    gMost[kind] = bytes;
 }
 bool Fired() {
     return gFired;
@@ -200,102 +134,83 @@ bool Fired() {
 
 using namespace TestPlatform;
 
-HANDLE CreateFileA(const char* path, DWORD access, DWORD share, void* security, DWORD disposition,
-                   DWORD flags, void* templateFile) {
-    Enter(TestPlatform::Open, nullptr, disposition);
-    gLog.back().path = Interned(path);
-    if (Ordered()) {
+HANDLE CreateFileA(const char* path, DWORD access, DWORD share, void*, DWORD disposition, DWORD,
+                   void*) {
+    const bool creates = disposition == CREATE_ALWAYS;
+    OpenFile open = {path, creates || (access & GENERIC_WRITE), (share & FILE_SHARE_WRITE) == 0};
+    if (!Enter(TestPlatform::Open, open, disposition) ||
+        (gLastError = Refusal(open, creates)) != 0) {
         return INVALID_HANDLE_VALUE;
     }
-    const HANDLE backing =
-        BackingCreateFileA(path, access, share, security, disposition, flags, templateFile);
-    if (!Note(backing != INVALID_HANDLE_VALUE)) {
-        return INVALID_HANDLE_VALUE;
-    }
+    creates ? MemoryFiles::At(path).Set("") : void();
+    open.file = MemoryFiles::All()[path];
     const HANDLE handle = reinterpret_cast<HANDLE>(++gLastHandle);
-    gHandles[handle].backing = backing;
-    gHandles[handle].path = gLog.back().path;
+    gHandles[handle] = open;
     return handle;
 }
 
-DWORD SetFilePointer(HANDLE handle, LONG low, LONG* high, DWORD method) {
-    OpenFile* const file = Enter(TestPlatform::Seek, handle);
-    const uint64_t highWord = high == nullptr ? 0 : static_cast<DWORD>(*high);
-    const uint64_t position = highWord << 32 | static_cast<DWORD>(low);
-    gLog.back().position = position;
-    if (file == nullptr || Ordered()) {
+DWORD SetFilePointer(HANDLE handle, LONG low, LONG* high, DWORD) {
+    OpenFile& open = Of(handle);
+    const bool goesOn = Enter(TestPlatform::Seek, open);
+    const uint64_t highWord = static_cast<DWORD>(*high);
+    const uint64_t position = gLog.back().position = highWord << 32 | static_cast<DWORD>(low);
+    if (!goesOn || position > kGreatestPosition) {
+        gLastError = goesOn ? EINVAL : gLastError;
         return INVALID_SET_FILE_POINTER;
     }
-    const DWORD result = BackingSetFilePointer(file->backing, low, high, method);
-    if (Note(result != INVALID_SET_FILE_POINTER || BackingGetLastError() == 0)) {
-        file->position = position;
-    }
-    return result;
+    open.position = position;
+    return static_cast<DWORD>(low);
 }
 
-BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* got, void* overlapped) {
-    *got = 0;
-    OpenFile* const file = Enter(TestPlatform::Read, handle, count);
-    return file != nullptr && Move(*file, got, [&](DWORD part) {
-               return BackingReadFile(file->backing, buffer, part, got, overlapped) != 0;
-           });
+BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* got, void*) {
+    OpenFile& open = Of(handle);
+    const bool goesOn = Enter(TestPlatform::Read, open, count);
+    *got = goesOn ? Held(open, std::min(count, gMost[TestPlatform::Read])) : 0;
+    if (goesOn) {
+        open.file->Read(open.position, static_cast<char*>(buffer), *got);
+    }
+    open.position += gLog.back().moved = *got;
+    return gLastError == 0;
 }
 
-BOOL WriteFile(HANDLE handle, const void* data, DWORD count, DWORD* written, void* overlapped) {
-    *written = 0;
-    OpenFile* const file = Enter(TestPlatform::Write, handle, count);
-    if (file == nullptr) {
-        return 0;
+BOOL WriteFile(HANDLE handle, const void* data, DWORD count, DWORD* written, void*) {
+    OpenFile& open = Of(handle);
+    const bool goesOn = Enter(TestPlatform::Write, open, count);
+    const DWORD torn = Held(open, gFault.tear);
+    const DWORD part = std::min(count, goesOn ? gMost[TestPlatform::Write] : torn);
+    if (part != 0) {
+        gLog.back().bytes.assign(static_cast<const char*>(data), part);
+        open.file->Write(open.position, gLog.back().bytes.data(), part);
     }
-    const BOOL done = Move(*file, written, [&](DWORD part) {
-        return BackingWriteFile(file->backing, data, part, written, overlapped) != 0;
-    });
-    gLog.back().bytes.assign(static_cast<const char*>(data), *written);
-    if (!done) {
-        Tear(*file, data);
-    }
-    return done;
+    *written = goesOn ? part : 0;
+    open.position += gLog.back().moved = *written;
+    return gLastError == 0;
 }
 
 BOOL FlushFileBuffers(HANDLE handle) {
-    OpenFile* const file = Enter(TestPlatform::Flush, handle);
-    if (file == nullptr) {
-        return 0;
-    }
-    if (file->flushError == 0 && (Ordered() || !Note(BackingFlushFileBuffers(file->backing)))) {
-        file->flushError = gLastError;
-    }
-    gLastError = file->flushError;
-    return gLog.back().done;
+    OpenFile& open = Of(handle);
+    Enter(TestPlatform::Flush, open);
+    open.flushError = open.flushError == 0 ? gLastError : open.flushError;
+    gLastError = open.flushError;
+    return gLastError == 0;
 }
 
 DWORD GetFileSize(HANDLE handle, DWORD* high) {
-    OpenFile* const file = Enter(TestPlatform::Size, handle);
-    if (file == nullptr || Ordered()) {
+    const OpenFile& open = Of(handle);
+    if (!Enter(TestPlatform::Size, open)) {
         return INVALID_FILE_SIZE;
     }
-    const DWORD result = BackingGetFileSize(file->backing, high);
-    Note(result != INVALID_FILE_SIZE || BackingGetLastError() == 0);
-    return result;
+    *high = static_cast<DWORD>(open.file->length >> 32);
+    return static_cast<DWORD>(open.file->length & 0xFFFFFFFF);
 }
 
 BOOL CloseHandle(HANDLE handle) {
-    // One that is told to fail gives the file up all the same; the handle is good for one more call.
-    OpenFile* const file = Enter(TestPlatform::CloseFile, handle);
-    if (file == nullptr) {
+    OpenFile& open = Of(handle);
+    const bool givenUp = open.file == nullptr;
+    if (Enter(TestPlatform::CloseFile, open) || givenUp) {
         return gHandles.erase(handle) != 0;
     }
-    const bool told = Ordered();
-    const DWORD code = gLastError;
-    file->givenUp = told || !Note(BackingCloseHandle(file->backing) != 0);
-    if (!file->givenUp) {
-        gHandles.erase(handle);
-        return 1;
-    }
-    if (told) {
-        BackingCloseHandle(file->backing);
-        gLastError = code;
-    }
+    open.file = nullptr;  // the handle is good for one more call
     return 0;
 }
 

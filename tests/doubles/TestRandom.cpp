@@ -3,6 +3,7 @@
 #include <OxbowPoolManager/base/FennelExcNoEntropy.h>
 
 #include <deque>
+#include <utility>
 
 #include "base/FennelUtilsRand.h"
 
@@ -18,11 +19,9 @@ int gDraws = 0;
 void TestRandom::Script(const std::vector<std::uint32_t>& values) {
     gScript.assign(values.begin(), values.end());
 }
-
 void TestRandom::FailNext(std::uint32_t code) {
     gCode = code;
 }
-
 int TestRandom::Draws() {
     return gDraws;
 }
@@ -30,16 +29,14 @@ int TestRandom::Draws() {
 std::uint32_t FennelUtilsRand() {
     ++gDraws;
     if (gCode != 0) {
-        FennelExcNoEntropy failure{FennelSystemError(gCode)};
-        gCode = 0;
-        failure.Throw(__FILE__, __LINE__);
+        FennelExcNoEntropy(FennelSystemError(std::exchange(gCode, 0))).Throw(__FILE__, __LINE__);
     }
-    if (!gScript.empty()) {
-        const std::uint32_t value = gScript.front();
-        gScript.pop_front();
-        return value;
+    if (gScript.empty()) {
+        return ++gCounter * 2654435761u;
     }
-    return ++gCounter * 2654435761u;
+    const std::uint32_t value = gScript.front();
+    gScript.pop_front();
+    return value;
 }
 
 void FennelUtilsInitRand(std::int64_t seed) {

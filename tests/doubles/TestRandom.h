@@ -4,8 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-/** Takes the place of the random source: values of a counter that never repeat, or those ordered.
- */
+/** Takes the place of the random source: values that never repeat, or those ordered. */
 namespace TestRandom {
 
 /** The next draws give these values. */

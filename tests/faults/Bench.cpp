@@ -1,15 +1,13 @@
 #include "faults/Bench.h"
 
 #include <OxbowPoolManager/OxbowPoolManager.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
-#include <memory>
+#include <functional>
 #include <new>
-#include <sstream>
-#include <stdexcept>
+#include <random>
 #include <utility>
 
 #include "doubles/CountingAllocator.h"
@@ -27,7 +25,7 @@ string Name(const FennelString& uuid) {
     return string(uuid.View().substr(0, 30));
 }
 
-/** Stands before each reference in the data of that pool. */
+/** Stands before the references in the data of that pool. */
 string MarkOf(const string& uuid) {
     return "<" + uuid + ">";
 }
@@ -36,12 +34,12 @@ Pools ReadAll(const OxbowRpm_File& file) {
     Pools pools;
     for (unsigned i = 0; i < file.PoolCount(); ++i) {
         const OxbowRpm_Locator start = file.Pool(i).Start();
+        const string uuid = Name(start.GetGUID());
         string bytes(file.Pool(i).Length(), '?');
         bytes.resize(start.Read(bytes.size(), bytes.data()));
-        const string uuid = Name(start.GetGUID());
         for (size_t at = 0; (at = bytes.find(MarkOf(uuid), at)) != string::npos;) {
             at += MarkOf(uuid).size();
-            if (bytes.size() - at >= 12) {
+            for (const size_t end = at + 24; at < end && at + 12 <= bytes.size(); at += 12) {
                 OxbowRpm_BStreamReadLocator stream(start + at, 12, 64);
                 OxbowRpm_Locator locator;
                 locator.InternalizeImpl(stream);
@@ -54,45 +52,45 @@ Pools ReadAll(const OxbowRpm_File& file) {
     return pools;
 }
 
-/** The exception on its way. */
-string CurrentFailure() {
+/** Tells what the action raises, "" for nothing. */
+template <class Action>
+string FailureOf(Action action) try {
     try {
-        throw;
+        action();
+        return "";
     } catch (const FennelException& failure) {
-        return Told(failure);
-    } catch (const std::bad_alloc&) {
-        return "no memory";
+        return string(failure.AsString().View());
     }
+} catch (const std::bad_alloc&) {
+    return "no memory";
 }
 
+struct Stop {};
+
+/** One run of a workload. */
 class Bench {
 public:
-    Bench(bool insists, Workload* notes) : mInsists(insists), mNotes(notes) {}
+    Bench(bool insists, Outcome& outcome, Workload* notes)
+        : mInsists(insists), mOutcome(outcome), mNotes(notes) {}
     ~Bench() { OxbowRpm_PoolDirectory::TestForceUUID(nullptr); }
 
-    void Run(const string& steps, Outcome& outcome) {
-        std::istringstream words(steps);
-        try {
-            for (string word, name; words >> word >> name; ++mStep) {
-                Note(word + " " + name);
-                Step(word, name, words);
-                outcome.ends.push_back(TestPlatform::Log().size());
-            }
-            Note("");
-            outcome.finished = true;
-        } catch (...) {
-            mFailure = mFailure.empty() ? CurrentFailure() : mFailure;
+    void Run(const std::vector<string>& steps) {
+        for (; mStep < steps.size() - 1; ++mStep) {
+            Note();
+            Step(std::istringstream(steps[mStep]));
+            mOutcome.ends.push_back(TestPlatform::Log().size());
         }
-        outcome.failure = mFailure;
+        Note();
+        mOutcome.finished = true;
     }
     /** As a host does after a failure that it doesn't take for one of the whole document. */
     void GoOn(bool closes) {
         for (Side& side : mSides) {
-            for (auto& entry : side.files) {
-                Attempt([&] { entry.second.Allocate(20).Write(20, string(20, '\0').data()); });
-                Attempt([&] { closes ? entry.second.NewPool() : void(); });
+            for (auto& [name, file] : side.files) {
+                FailureOf([&, &to = file] { to.Allocate(20).Write(20, string(20, '\0').data()); });
+                FailureOf([&, &to = file] { closes ? to.NewPool() : void(); });
             }
-            Attempt([&] { !closes || !side.document ? void() : side.document->Close(); });
+            FailureOf([&] { closes&& side.document ? side.document->Close() : void(); });
         }
     }
 
@@ -102,104 +100,89 @@ private:
         std::map<string, OxbowRpm_File> files;  // open
     };
 
-    /** The words of the workloads. Files from "m" on belong to a second document. */
-    void Step(const string& word, const string& name, std::istringstream& rest) {
-        std::unique_ptr<Document>& document = mSides[name >= "m"].document;
-        std::map<string, OxbowRpm_File>& files = mSides[name >= "m"].files;
-        const auto found = files.find(name);
-        OxbowRpm_File* const file = found == files.end() ? nullptr : &found->second;
-        size_t size = 0, at = 0;
-        unsigned pool = 0;
-        string target;
-        if (word == "create") {
-            Add(name, Document::AccessCreate);
-        } else if (word == "update") {
-            Add(name, Document::AccessUpdate);
-        } else if (word == "read") {
-            Add(name, Document::AccessReadOnly);
-            Do([&] { ReadAll(files.at(name)); });
-        } else if (word == "put" && rest >> size) {  // behind the data
-            OxbowRpm_Locator place;
-            Do([&] { place = file->Allocate(size); });
-            Do([&, bytes = Fresh(size)] { place.Write(size, bytes.data()); });
-        } else if (word == "book" && rest >> size) {  // without writing
-            Do([&] { file->Allocate(size); });
-        } else if (word == "over" && rest >> pool >> at >> size) {
-            Do([&, bytes = Fresh(size)] {
-                (file->Pool(pool).Start() + at).Write(size, bytes.data());
-            });
-        } else if (word == "pool") {
-            Do([&, count = file->PoolCount()] {
-                try {
-                    ForceUUID();
-                    file->NewPool();
-                } catch (const std::bad_alloc&) {  // leaves the chain as it was
-                    file->PoolCount() == count ? throw : throw std::logic_error("a pool is gone");
-                }
-            });
-        } else if (word == "append" && rest >> target >> pool) {
-            Do([&] { file->AppendPool(mSides[target >= "m"].files.at(target).Pool(pool)); });
-        } else if (word == "stream" && rest >> target) {
-            Stream(*file, mSides[target >= "m"].files.at(target));
-        } else if (word == "flush") {
-            Do([&] { file->Flush(); });
-        } else if (word == "close") {
-            Do([&] { document->Close(*file); });
-            files.erase(name);
-        } else if (word == "end") {  // closes the document; not repeated
-            files.clear();
-            Do([&] { document == nullptr ? void() : std::exchange(document, nullptr)->Close(); });
-        } else if (word == "leave") {  // doesn't
-            files.clear();
-            document.reset();
-        } else {
-            std::abort();  // a slip of the workload
-        }
+    /** Files from "m" on belong to a second document. */
+    Side& SideOf(const string& file) { return mSides[file >= "m"]; }
+    OxbowRpm_File& FileOf(const string& name) { return SideOf(name).files.at(name); }
+
+    void Step(std::istringstream step) {
+        string word, name, other;
+        unsigned a = 0, b = 0, c = 0;
+        step >> word >> name;
+        word == "append" || word == "stream" ? void(step >> other) : void();
+        step >> a >> b >> c;
+        const std::map<string, std::function<void()>> actions = {
+            {"create", [&] { Add(name, Document::AccessCreate); }},
+            {"update", [&] { Add(name, Document::AccessUpdate); }},
+            {"read", [&] { Add(name, Document::AccessReadOnly); }},
+            {"put", [&] { Put(FileOf(name), Fresh(a)); }},
+            {"book", [&] { Do([&] { FileOf(name).Allocate(a); }); }},
+            {"over",
+             [&] { Do([&] { (FileOf(name).Pool(a).Start() + b).Write(c, Fresh(c).data()); }); }},
+            {"pool", [&] { Do([&] { StartPool(FileOf(name)); }); }},
+            {"append", [&] { Do([&] { FileOf(name).AppendPool(FileOf(other).Pool(a)); }); }},
+            {"stream", [&] { Stream(FileOf(name), FileOf(other)); }},
+            {"flush", [&] { Do([&] { FileOf(name).Flush(); }); }},
+            {"close", [&] { Close(name); }},
+            {"end", [&] { End(SideOf(name), true); }},
+            {"leave", [&] { End(SideOf(name), false); }}};
+        actions.at(word)();
+    }
+
+    /** Behind the data. */
+    void Put(OxbowRpm_File& file, const string& bytes) {
+        OxbowRpm_Locator place;
+        Do([&] { place = file.Allocate(bytes.size()); });
+        Do([&] { place.Write(bytes.size(), bytes.data()); });
+    }
+    void Close(const string& name) {
+        Do([&] { SideOf(name).document->Close(FileOf(name)); });
+        SideOf(name).files.erase(name);
+    }
+    /** To close a document is not repeated. */
+    void End(Side& side, bool closes) {
+        side.files.clear();
+        Do([&] {
+            const auto document = std::exchange(side.document, nullptr);
+            document&& closes ? document->Close() : void();
+        });
     }
 
     template <class Action>
-    static void Attempt(Action action) {
-        try {
-            action();
-        } catch (const FennelException&) {
-        } catch (const std::bad_alloc&) {
-        }
-    }
-    template <class Action>
     void Do(Action action) {
-        try {
-            action();
-            return;
-        } catch (...) {
-            if (!mInsists || !mFailure.empty()) {
-                throw;
-            }
-            mFailure = CurrentFailure();
+        string failure = FailureOf(action);
+        if (!failure.empty() && mOutcome.failure.empty()) {
+            mOutcome.failure = failure;
+            failure = mInsists ? FailureOf(action) : failure;
         }
-        action();
+        failure.empty() ? void() : throw Stop();
     }
     void ForceUUID() {
         std::snprintf(mUUID, sizeof mUUID, "%030u%02u", mStep, ++mAttempts % 100);
         OxbowRpm_PoolDirectory::TestForceUUID(mUUID);
     }
     void Add(const string& name, Document::AccessMode mode) {
-        Side& side = mSides[name >= "m"];
+        Side& side = SideOf(name);
         Do([&] {
-            if (side.document == nullptr) {
-                side.document = std::make_unique<Document>("TEST");
-            }
+            side.document ? void() : void(side.document = std::make_unique<Document>("TEST"));
             ForceUUID();
             side.files.insert_or_assign(name, side.document->AddFile(PathOf(name).c_str(), mode));
         });
+        Do([&] { mode == Document::AccessReadOnly ? void(ReadAll(FileOf(name))) : void(); });
+    }
+    void StartPool(OxbowRpm_File& file) try {
+        mCount = file.PoolCount();
+        ForceUUID();
+        file.NewPool();
+    } catch (const std::bad_alloc&) {
+        EXPECT_EQ(file.PoolCount(), mCount) << "a lack of memory leaves the chain as it was";
+        throw;
     }
     /** Bytes as no other step writes them. */
     string Fresh(size_t size) const {
         string bytes(size, '\0');
-        std::uint32_t state = (mStep + 1) * 2654435761u;
-        for (char& byte : bytes) {
-            state = state * 1664525u + 1013904223u;
-            byte = static_cast<char>('A' + (state >> 27));
-        }
+        std::minstd_rand random(mStep + 1);
+        std::generate(bytes.begin(), bytes.end(),
+                      [&] { return "ABCDEFGHIJKLMNOP"[random() % 16]; });
         return bytes;
     }
     /** References to the last pools of the two files. */
@@ -207,34 +190,34 @@ private:
         OxbowRpm_Locator place;
         string mark;
         Do([&] { mark = MarkOf(Name(file.Pool().GetGUID())); });
-        Do([&] { place = file.Allocate(2 * mark.size() + 24); });
+        Do([&] { place = file.Allocate(mark.size() + 24); });
         Do([&] {
-            OxbowRpm_BStreamWriteLocator stream(place, 2 * mark.size() + 24, 40);
+            OxbowRpm_BStreamWriteLocator stream(place, mark.size() + 24, 40);
             stream.WriteBlock(mark.data(), static_cast<std::uint32_t>(mark.size()));
             (file.Start() + 5).ExternalizeImpl(stream);
-            stream.WriteBlock(mark.data(), static_cast<std::uint32_t>(mark.size()));
             target.Start().ExternalizeImpl(stream);
         });
     }
     /** What all files give back before the step, for others to be held against. */
-    void Note(const string& words) {
+    void Note() {
         if (mNotes == nullptr) {
             return;
         }
-        mNotes->mSnapshots.emplace_back();
-        mNotes->mWords.push_back(words);
+        const std::vector<TestPlatform::Call> log = TestPlatform::Log();
+        auto& snapshot = mNotes->mSnapshots.emplace_back();
         for (const auto& [path, file] : MemoryFiles::All()) {
-            const string name = path.substr(PathOf("").size());
-            mNotes->mSnapshots.back()[name] =
+            snapshot[path.substr(PathOf("").size())] =
                 ReadAll(Document("TEST").AddFile(path.c_str(), Document::AccessReadOnly));
         }
+        TestPlatform::Log() = log;
     }
 
     bool mInsists;
+    Outcome& mOutcome;
     Workload* mNotes;
-    string mFailure;
     unsigned mStep = 0;
     unsigned mAttempts = 0;
+    unsigned mCount = 0;  // of the pools, before a new one
     char mUUID[64] = {};
     Side mSides[2];
 };
@@ -247,20 +230,19 @@ bool AllHave(const Choices& choices, const string& uuid) {
 string Compare(const Pools& pools, const Choices& choices) {
     for (const auto& [uuid, bytes] : choices.front()) {
         const auto pool = pools.find(uuid);
-        if (!AllHave(choices, uuid)) {
-            continue;
-        }
-        if (pool == pools.end() || pool->second.size() < bytes.size()) {
-            return pool == pools.end() ? "a pool is missing" : "a pool is short";
-        }
-        for (size_t i = 0; i < bytes.size(); ++i) {
-            const char found = pool->second[i];
-            if (bytes[i] != found &&
-                std::none_of(choices.begin(), choices.end(), [&, &id = uuid](const Pools& other) {
-                    return other.at(id).size() <= i || other.at(id)[i] == found;
-                })) {
+        const bool there = pool != pools.end() && pool->second.size() >= bytes.size();
+        for (size_t i = 0; there && i < bytes.size(); ++i) {
+            const auto allows = [&, &id = uuid](const Pools& other) {
+                return other.count(id) == 0 || other.at(id).size() <= i ||
+                       other.at(id)[i] == pool->second[i];
+            };
+            if (bytes[i] != pool->second[i] &&
+                std::none_of(choices.begin(), choices.end(), allows)) {
                 return "other bytes";
             }
+        }
+        if (!there && AllHave(choices, uuid)) {
+            return "a pool is missing or short";
         }
     }
     return "";
@@ -277,10 +259,10 @@ bool HoldsAll(const string& file, const Choices& choices) {
 }
 
 bool IsOfHeaderChecks(const string& told) {
-    static const string names =
-        "OxbowExcCorruptHeader OxbowExcNotOxbowFile OxbowExcCorruptDirectory "
-        "OxbowExcUserSigMismatch OxbowExcNeedUpgrade";
-    return names.find(told.substr(0, told.find(':'))) != string::npos;
+    return string(
+               "OxbowExcCorruptHeader OxbowExcNotOxbowFile OxbowExcCorruptDirectory "
+               "OxbowExcUserSigMismatch OxbowExcNeedUpgrade")
+               .find(told.substr(0, told.find(':'))) != string::npos;
 }
 
 }  // namespace
@@ -294,51 +276,54 @@ unsigned FaultStride() {
     return stride == nullptr ? OXBOW_FAULT_STRIDE : static_cast<unsigned>(std::atoi(stride));
 }
 
-Verdict Check(const Choices& choices, const string& file, How how) {
+string Check(const Choices& choices, const string& file, How how, bool mayRefuse) {
     TestPlatform::Reset();
-    try {
+    const string failure = FailureOf([&] {
         Document document("TEST");
         OxbowRpm_File opened =
             document.AddFile(PathOf(file).c_str(),
                              how == How::Read ? Document::AccessReadOnly : Document::AccessUpdate);
-        const bool wrote = how == How::Read && TestPlatform::Count(TestPlatform::Write) != 0;
-        const string why = wrote ? "reading wrote" : Compare(ReadAll(opened), choices);
-        if (!why.empty() || how != How::UpdateAndAdd) {
-            return {why.empty() ? Found::Sound : Found::Wrong, why};
+        EXPECT_EQ(Compare(ReadAll(opened), choices), "") << file;
+        if (how == How::UpdateAndAdd) {
+            opened.PoolCount() == 0 ? opened.NewPool() : void();
+            opened.Allocate(64).Write(64, string(64, '\0').data());
+            opened.NewPool();
+            document.Close();
         }
-        opened.PoolCount() == 0 ? opened.NewPool() : void();
-        opened.Allocate(64).Write(64, string(64, '\0').data());
-        opened.NewPool();
-        document.Close();
-    } catch (const FennelException& failure) {
-        const string told = Told(failure);
-        const bool holds = HoldsAll(MemoryFiles::At(PathOf(file)).Bytes(), choices);
-        return {IsOfHeaderChecks(told) && holds ? Found::Refused : Found::Wrong, told};
+    });
+    EXPECT_TRUE(how != How::Read || TestPlatform::Count(TestPlatform::Write) == 0);
+    if (how == How::UpdateAndAdd && failure.empty()) {
+        return Check(choices, file, How::Read, false);
     }
-    return Check(choices, file, How::Read);
+    EXPECT_TRUE(failure.empty() || (mayRefuse && IsOfHeaderChecks(failure) &&
+                                    HoldsAll(MemoryFiles::At(PathOf(file)).Bytes(), choices)))
+        << file << ": " << failure;
+    return failure;
 }
 
-Workload::Workload(const string& name, const string& steps) : mName(name), mSteps(steps) {
-    for (Workload* const notes : {this, static_cast<Workload*>(nullptr)}) {
-        MemoryFiles::All().clear();
-        TestPlatform::Reset();
-        mPlain = Run(Leaves, notes);  // the second, since to look takes calls of its own
-        mPlain.finished ? void() : std::abort();
+Workload::Workload(const string& name, std::istringstream steps) : mName(name) {
+    for (string step; std::getline(steps >> std::ws, step, ',');) {
+        mSteps.push_back(step);
     }
+    mSteps.push_back("");
+    MemoryFiles::All().clear();
+    TestPlatform::Reset();
+    mPlain = Run(Leaves, this);
+    mLog = TestPlatform::Log();
+    EXPECT_TRUE(mPlain.finished) << mName;
 }
 
 Outcome Workload::Run(Ending ending, Workload* notes) const {
     Outcome outcome;
     {
-        Bench bench(ending == Insists, notes);
-        bench.Run(mSteps, outcome);
-        if (ending != Insists && !outcome.finished) {
-            bench.GoOn(ending == Closes);
+        Bench bench(ending == Insists, outcome, notes);
+        try {
+            bench.Run(mSteps);
+        } catch (const Stop&) {
+            ending == Insists ? void() : bench.GoOn(ending == Closes);
         }
     }
-    TestPlatform::Disarm();
     TestAllocator::Disarm();
-    outcome.log = TestPlatform::Log();
     return outcome;
 }
 
@@ -358,7 +343,7 @@ Choices Workload::Expect(const string& file, size_t sure, size_t now) const {
 
 bool Workload::CopiesOver(const string& file, size_t steps) const {
     const Choices choices = Expect(file, steps, steps + 1);
-    return mWords[steps] == "append " + file &&
+    return mSteps[steps].rfind("append " + file, 0) == 0 &&
            std::any_of(choices.front().begin(), choices.front().end(),
                        [&](const auto& pool) { return !AllHave(choices, pool.first); });
 }
@@ -366,11 +351,9 @@ bool Workload::CopiesOver(const string& file, size_t steps) const {
 const std::vector<Workload>& AllWorkloads() {
     static std::vector<Workload> all;
     std::ifstream file(all.empty() ? OXBOW_WORKLOADS : "");
-    string name, steps, rest;
-    while (std::getline(file, name) && std::getline(file, steps, ';')) {
-        std::replace(steps.begin(), steps.end(), ',', ' ');
-        all.emplace_back(name, steps);
-        std::getline(file, rest);
+    string name, steps;
+    while (std::getline(file >> std::ws, name) && std::getline(file, steps, ';')) {
+        all.emplace_back(name, std::istringstream(steps));
     }
     return all;
 }

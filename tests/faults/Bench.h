@@ -2,6 +2,7 @@
 #define OXBOW_TEST_BENCH_H
 
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -13,15 +14,10 @@ using Pools = std::map<std::string, std::string>;
 /** What a file may give back: everything of the first, unless one of the others has it otherwise. */
 using Choices = std::vector<Pools>;
 
-/** Refused: by an exception of the header checks, with every byte of the first choice in place. */
-enum class Found { Sound, Refused, Wrong };
-struct Verdict {
-    Found found;
-    std::string why;
-};
 enum class How { Read, Update, UpdateAndAdd };
-/** Opens the file, and adds to it. */
-Verdict Check(const Choices& choices, const std::string& file, How how);
+/** Opens the file. Gives the exception of the header checks that refuses it, with every byte of the
+    first choice in place, or "" if it is sound. Anything else fails the test. */
+std::string Check(const Choices& choices, const std::string& file, How how, bool mayRefuse);
 
 /** How a host goes on after a failure: it writes more and leaves; it writes more, starts pools and
     closes; or it does the failed operation once more and then the rest. */
@@ -30,12 +26,11 @@ struct Outcome {
     bool finished = false;
     std::vector<std::size_t> ends;  // of the steps done, in calls
     std::string failure;            // the first exception, told
-    std::vector<TestPlatform::Call> log;
 };
 
 /** A workload, and how it goes when nothing fails. */
 struct Workload {
-    Workload(const std::string& name, const std::string& steps);
+    Workload(const std::string& name, std::istringstream steps);
     /** Runs it with the orders that the doubles have got. */
     Outcome Run(Ending ending, Workload* notes = nullptr) const;
     std::size_t StepOfCall(std::size_t call) const;
@@ -44,19 +39,16 @@ struct Workload {
     /** Whether the step behind these copies a pool over one without data. */
     bool CopiesOver(const std::string& file, std::size_t steps) const;
 
-    std::string mName, mSteps;
-    std::vector<std::map<std::string, Pools>> mSnapshots;  // of all files; before any step, ...
-    std::vector<std::string> mWords;                       // of the steps, with their files
+    std::string mName;
+    std::vector<std::string> mSteps;                       // and an empty one
+    std::vector<std::map<std::string, Pools>> mSnapshots;  // of all files, before each
     Outcome mPlain;
+    std::vector<TestPlatform::Call> mLog;  // of the calls
 };
 /** Those of workloads.txt. */
 const std::vector<Workload>& AllWorkloads();
 
 std::string PathOf(const std::string& file);
-template <class Exception>
-std::string Told(const Exception& failure) {
-    return std::string(failure.AsString().View());
-}
 /** Every how manieth case is run: what OXBOW_FAULT_STRIDE says in the environment, or the build. */
 unsigned FaultStride();
 

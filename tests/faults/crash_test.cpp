@@ -19,49 +19,48 @@ using std::string;
 using TestPlatform::Call;
 
 constexpr size_t kPiece = 512;  // a device writes that many bytes whole or not at all
-constexpr size_t kAllSubsetsUpTo = 12;
+constexpr int kAllSubsetsUpTo = 12;
 constexpr size_t kSamples = 100000;
 
-void Apply(string& content, const Call& write, size_t count) {
+/** The file with the first bytes of the write. */
+string With(string content, const Call& write, size_t count) {
     if (count != 0) {
         content.resize(std::max<size_t>(content.size(), write.position + count));
         content.replace(write.position, count, write.bytes, 0, count);
     }
+    return content;
 }
 
 bool WritesHeader(const Call& call) {
     return call.bytes.size() >= 80 && call.bytes.size() % 32 == 16 && call.bytes[0] == '\x89';
 }
-
 bool Creates(const Call& call) {
     return call.kind == TestPlatform::Open && call.asked == CREATE_ALWAYS;
 }
 
 class CrashStates : public testing::Test {
 protected:
-    ~CrashStates() override { MemoryFiles::All().clear(); }
-
-    /** Hands each file of each workload to the action, with the calls on it and their numbers. */
-    template <class Action>
-    void EachHistory(Action action) {
+    /** Hands the calls on each file of each workload to the first action, with the steps done
+        before; then calls the second. */
+    template <class OnCall, class AtEnd>
+    void EachHistory(OnCall onCall, AtEnd atEnd) {
         for (const Workload& workload : AllWorkloads()) {
+            mWorkload = &workload;
             MemoryFiles::All().clear();
-            for (const auto& [file, pools] : workload.mSnapshots.back()) {
-                std::vector<std::pair<size_t, const Call*>> calls;
-                for (const Call& call : workload.mPlain.log) {
-                    if (call.path != nullptr && *call.path == PathOf(file)) {
-                        calls.emplace_back(&call - workload.mPlain.log.data(), &call);
-                    }
+            for (const auto& entry : workload.mSnapshots.back()) {
+                mFile = entry.first;
+                SCOPED_TRACE(workload.mName + ", file " + mFile);
+                for (size_t i = 0; i < workload.mLog.size(); ++i) {
+                    const Call& call = workload.mLog[i];
+                    call.path == PathOf(mFile) ? onCall(call, workload.StepOfCall(i)) : void();
                 }
-                SCOPED_TRACE(string(workload.mName) + ", file " + file);
-                action(workload, file, calls);
+                atEnd(workload.mSnapshots.size());
             }
         }
     }
 
-    void Expect(const Workload& workload, const string& file, size_t sure, size_t now) {
-        mChoices = workload.Expect(file, sure, now);
-        mFile = file;
+    void Expect(size_t sure, size_t now) {
+        mChoices = mWorkload->Expect(mFile, sure, now);
         mSeen.clear();
     }
 
@@ -69,18 +68,51 @@ protected:
     void Try(const string& content, bool mayRefuse) {
         const size_t hash = std::hash<string>()(content);
         mStates.insert(hash);
-        if (HasFatalFailure() || !mSeen.insert(hash).second) {
+        if (HasFailure() || !mSeen.insert(hash).second) {
             return;
         }
-        for (const How how : {How::Read, How::Update}) {
+        for (const How how : {How::Update, How::Read}) {
             MemoryFiles::At(PathOf(mFile)).Set(content);
-            const Verdict verdict = Check(mChoices, mFile, how);
-            ASSERT_TRUE(verdict.found == Found::Sound ||
-                        (mayRefuse && verdict.found == Found::Refused))
-                << content.size() << " bytes: " << verdict.why;
-            const string why = verdict.why.substr(0, verdict.why.find(':'));
-            mCounts[why.empty() ? "sound" : why] += how == How::Read;
+            mRefusal = Check(mChoices, mFile, how, mayRefuse);
         }
+        ++mCounts[mRefusal.empty() ? "sound" : mRefusal.substr(0, mRefusal.find(':'))];
+    }
+
+    /** What a power cut can leave of the writes since the last flush, of which these are the states
+        of the file: each piece as one of them has it, and its length. */
+    void Cut(const std::vector<string>& states, bool mayRefuse) {
+        std::vector<std::vector<string>> pieces;
+        std::set<size_t> lengths;
+        for (string state : states) {
+            lengths.insert(state.size());
+            state.resize(states.back().size());
+            pieces.resize((state.size() + kPiece - 1) / kPiece);
+            for (size_t i = 0; i < pieces.size(); ++i) {
+                const string piece = state.substr(i * kPiece, kPiece);
+                if (pieces[i].empty() || pieces[i].back() != piece) {
+                    pieces[i].push_back(piece);
+                }
+            }
+        }
+        const auto count = std::count_if(pieces.begin(), pieces.end(),
+                                         [](const auto& piece) { return piece.size() > 1; });
+        const bool all = count <= kAllSubsetsUpTo;
+        const size_t subsets = all ? size_t{1} << count : 0;
+        for (const size_t length : lengths) {
+            for (size_t i = 0; i < subsets + kSamples / (all ? 100 : 1); i += mStride) {
+                Try(Mix(pieces, i, i >= subsets).substr(0, length), mayRefuse);
+            }
+        }
+    }
+    /** The bits tell which pieces came. */
+    string Mix(const std::vector<std::vector<string>>& pieces, size_t bits, bool random) {
+        string state;
+        for (const auto& versions : pieces) {
+            const size_t last = versions.size() - 1;
+            state += versions[random ? mRandom() % versions.size() : bits % 2 * last];
+            bits >>= last != 0;
+        }
+        return state;
     }
 
     void Print(const char* what) const {
@@ -92,114 +124,61 @@ protected:
     }
 
     const size_t mStride = FaultStride();
+    std::mt19937 mRandom{20};
+    const Workload* mWorkload = nullptr;
+    string mFile, mRefusal;
     Choices mChoices;
-    string mFile;
-    std::unordered_set<size_t> mStates;
-    std::unordered_set<size_t> mSeen;
+    std::unordered_set<size_t> mStates, mSeen;
     std::map<string, size_t> mCounts;
 };
 
 TEST_F(CrashStates, AfterAStopEverythingWrittenReadsBackUnlessItTearsAHeader) {
-    EachHistory([&](const Workload& workload, const string& file, const auto& calls) {
-        string content;
-        for (const auto& [number, call] : calls) {
-            const size_t step = workload.StepOfCall(number);
-            Expect(workload, file, step, step + 1);
-            const bool inCopy = workload.CopiesOver(file, step);
-            const bool header = WritesHeader(*call);
-            for (size_t count = 0; count < call->bytes.size(); count += mStride) {
-                string state = content;
-                Apply(state, *call, count);
-                Try(state, inCopy || (header && count != 0));
-            }
-            Apply(content, *call, call->bytes.size());
-            content = Creates(*call) ? "" : content;
+    string content;
+    const auto stop = [&](const Call& call, size_t step) {
+        Expect(step, step + 1);
+        const bool inCopy = mWorkload->CopiesOver(mFile, step);
+        for (size_t count = 0; count < call.bytes.size(); count += mStride) {
+            Try(With(content, call, count), inCopy || (WritesHeader(call) && count != 0));
         }
-        Expect(workload, file, workload.mSnapshots.size() - 1, workload.mSnapshots.size());
-        Try(content, false);
+        content = Creates(call) ? "" : With(content, call, call.bytes.size());
+    };
+    EachHistory(stop, [&](size_t end) {
+        Expect(end - 1, end);
+        Try(std::exchange(content, ""), false);
     });
     Print("stopped process");
     std::printf("\n");
     EXPECT_GE(mStates.size() * mStride, 100000u);
 }
 
-/** Between two flushes: the file before, and after each write. */
-using Epoch = std::vector<string>;
-
-string PieceOf(const string& bytes, size_t at) {
-    string piece = bytes.substr(std::min(at, bytes.size()), kPiece);
-    piece.resize(kPiece);
-    return piece;
-}
-
-/** Each piece that changes, with its contents in turn. */
-std::map<size_t, Epoch> ChangingPieces(const Epoch& epoch) {
-    std::map<size_t, Epoch> pieces;
-    for (size_t at = 0; at < epoch.back().size(); at += kPiece) {
-        Epoch versions;
-        for (const string& content : epoch) {
-            versions.push_back(PieceOf(content, at));
-        }
-        versions.erase(std::unique(versions.begin(), versions.end()), versions.end());
-        if (versions.size() > 1) {
-            pieces[at] = versions;
-        }
-    }
-    return pieces;
-}
-
 TEST_F(CrashStates, APowerCutCostsNothingThatWasFlushedUnlessAHeaderIsBeingChanged) {
-    std::mt19937 random(20);
-    int epochs = 0, quiet = 0;
-    const auto cut = [&](const Epoch& epoch, bool changesHeader) {
-        ++epochs;
+    int spans = 0, quiet = 0;
+    std::vector<string> states = {""};  // since the last flush
+    bool changesHeader = false;
+    size_t sure = 0;
+    const auto cut = [&](size_t now) {
+        Expect(sure, now);
+        ++spans;
         quiet += !changesHeader;
-        const auto pieces = ChangingPieces(epoch);
-        const bool all = pieces.size() <= kAllSubsetsUpTo;
-        const size_t subsets = all ? size_t{1} << pieces.size() : 0;
-        const size_t samples = all ? kSamples / 100 : kSamples;
-        std::set<size_t> lengths;
-        for (const string& content : epoch) {
-            lengths.insert(content.size());
-        }
-        for (const size_t length : lengths) {
-            for (size_t i = 0; i < subsets + samples; i += mStride) {
-                string state = epoch.front();
-                state.resize(epoch.back().size());
-                size_t bits = i;
-                for (const auto& [at, versions] : pieces) {
-                    const size_t came = bits & 1 ? versions.size() - 1 : 0;
-                    state.replace(at, kPiece,
-                                  versions[i < subsets ? came : random() % versions.size()]);
-                    bits >>= 1;
-                }
-                state.resize(length);
-                Try(state, changesHeader);
-            }
+        Cut(states, std::exchange(changesHeader, false));
+    };
+    const auto next = [&](const Call& call, size_t step) {
+        if (call.kind == TestPlatform::Write) {
+            states.push_back(With(states.back(), call, call.bytes.size()));
+            changesHeader |= WritesHeader(call) && states.back() != states[states.size() - 2];
+        } else if (call.kind == TestPlatform::Flush || Creates(call)) {
+            cut(step + 1);
+            states = {Creates(call) ? "" : states.back()};
+            sure = Creates(call) ? 0 : step;
         }
     };
-    EachHistory([&](const Workload& workload, const string& file, const auto& calls) {
-        Epoch epoch(1);
-        bool changesHeader = false;
-        size_t sure = 0;
-        for (const auto& [number, call] : calls) {
-            if (call->kind == TestPlatform::Write) {
-                epoch.push_back(epoch.back());
-                Apply(epoch.back(), *call, call->bytes.size());
-                changesHeader |= WritesHeader(*call) && epoch.back() != epoch[epoch.size() - 2];
-            } else if (call->kind == TestPlatform::Flush || Creates(*call)) {
-                const size_t step = workload.StepOfCall(number);
-                Expect(workload, file, sure, step + 1);
-                cut(epoch, std::exchange(changesHeader, false));
-                epoch = {Creates(*call) ? "" : epoch.back()};
-                sure = Creates(*call) ? 0 : step;
-            }
-        }
-        Expect(workload, file, sure, workload.mSnapshots.size());
-        cut(epoch, changesHeader);
+    EachHistory(next, [&](size_t end) {
+        cut(end);
+        states = {""};
+        sure = 0;
     });
     Print("power cut");
-    std::printf("; %d of %d spans between flushes change no header\n", quiet, epochs);
+    std::printf("; %d of %d spans between flushes change no header\n", quiet, spans);
     EXPECT_GE(mStates.size() * mStride, 1000000u);
 }
 

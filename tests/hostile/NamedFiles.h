@@ -1,7 +1,7 @@
 #ifndef OXBOW_TEST_HOSTILE_NAMED_FILES_H
 #define OXBOW_TEST_HOSTILE_NAMED_FILES_H
 
-#include "hostile/Visitor.h"
+#include "hostile/Model.h"
 
 namespace Hostile {
 
@@ -72,37 +72,28 @@ inline vector<Named> NamedFiles() {
         {"zeros", Foreign, 0, string(500, '\0')},
         {"ends of line changed", Foreign, 0, With(a, 4, "\n\x1A\n")},
         {"version 5", Version, 0, With(a, 8, "\5")},
-        {"version -128", Version, 0, With(a, 8, "\x80")},
         {"owner of another case", Owner, 0, With(a, 16, "h")},
-        {"last owner another", Owner, 1, With(a, last + 19, "t")},
         {"reserved bytes and words", Sound, 2, With(With(a, 9, "1234567"), 36, "12345678")},
         {"bytes behind a seal", Foreign, 2, With(a, last + length, Decimal(184)) + string(48, 'x')},
         {"file twice over", Sound, 2, a + a},
         {"one pool four times", Sound, 4, a.substr(0, last) + a.substr(0, last) + a + a},
-        {"both files the same", Sound, 2, a, a},
         {"files exchanged", Sound, 1, b, a},
         {"first pool unsealed", Sound, 1, With(a, length, Decimal(0))},
         {"length a byte short", Foreign, 1, With(a, length, Decimal(119))},
         {"length of no data", Foreign, 1, With(a, length, Decimal(80))},
         {"length inside directory", Header, 0, With(a, length, Decimal(79))},
-        {"length inside header", Header, 0, With(a, length, Decimal(1))},
         {"length 10^12", Sound, 1, With(a, length, Decimal(1000000000000))},
-        {"last length 10^12", Sound, 2, With(a, last + length, Decimal(1000000000000))},
         {"last length 10^16 - 1", Sound, 2, With(a, last + length, Decimal(kLongest))},
-        {"length -1", Sound, 1, With(a, length, "000000000000000/")},
         {"last length leads back", Header, 1, With(a, last + length, "000000000000000/")},
         {"length of zero bytes", Sound, 1, With(a, length, string(16, '\0'))},
         {"count 0", Directory, 0, With(a, count, Little(0, 4))},
-        {"count into the data", Header, 0, With(a, count, Little(8, 4))},
         {"count past the end", Directory, 0, With(a, count, Little(9, 4))},
         {"count that 32 bits lose", Directory, 0, With(a, count, Little(1u << 27, 4))},
         {"count 2^32 - 1", Directory, 0, With(a, count, Little(0xFFFFFFFF, 4))},
-        {"last count 2^32 - 1", Directory, 1, With(a, last + count, Little(0xFFFFFFFF, 4))},
         {"pools of one UUID", Sound, 2, With(a, last + 48, a.substr(48, 32))},
         {"UUID of the other file", Sound, 2, With(a, 48, b.substr(48, 32))},
         {"own UUID in all entries", Sound, 2, With(a, last + 80, string(64, '3'))},
         {"UUID of zeros", Sound, 2, With(a, 48, string(32, '\0'))},
-        {"target's file without it", Sound, 2, a, a.substr(0, 80)},
         {"text of -1", Sound, 2, With(a, text, Little(0xFFFFFFFF, 4))},
         {"text of 2^31 - 1", Sound, 2, With(a, text, Little(INT32_MAX, 4))},
         {"last text to the end", Sound, 2, With(a, lastText, Little(40, 4))},

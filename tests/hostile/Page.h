@@ -14,8 +14,9 @@ namespace Hostile {
 using std::string, std::uint64_t, std::vector;
 
 /** What GetCode() gives for the classes that may come. */
-constexpr int Sound = 0, Invalid = 1, Unbound = 2, Header = 5, Foreign = 6, Version = 7, Owner = 8,
-              Directory = 9, Bounds = 10, ReadOnly = 15, System = 17, Short = 24, TooBig = 25;
+constexpr int Sound = 0, Invalid = 1, Unbound = 2, Unknown = 3, Header = 5, Foreign = 6,
+              Version = 7, Owner = 8, Directory = 9, Bounds = 10, ShortPool = 13, Here = 16,
+              System = 17, Short = 24, TooBig = 25;
 constexpr const char* kOwner = "HOST";
 constexpr uint64_t kLongest = 9999999999999999;
 
@@ -51,7 +52,7 @@ inline string Little(uint64_t value, int size) {
 inline uint64_t Number(const string& bytes, unsigned at, unsigned size) {
     uint64_t value = 0;
     while (size-- > 0) {
-        value = value << 8 | static_cast<unsigned char>(bytes[at + size]);
+        value = value << 8 | static_cast<unsigned char>(bytes.at(at + size));
     }
     return value;
 }
@@ -63,16 +64,23 @@ inline string Decimal(uint64_t value) {
 
 struct Pool {
     MemoryFile* file;
-    uint64_t start, length, dataAt;
+    uint64_t start, length;
     vector<string> uuids;
-    uint64_t DataLength() const { return start + length - dataAt; }
-    bool operator==(const Pool& o) const {
-        return start == o.start && length == o.length && uuids == o.uuids;
-    }
+    uint64_t DataAt() const { return start + 48 + 32 * uuids.size(); }
+    uint64_t DataLength() const { return start + length - DataAt(); }
 };
 
-/** Adds the pools of the chain, up to the one that is refused; gives the code for that. */
-inline int Parse(MemoryFile& file, vector<Pool>& chain) {
+inline void Learn(vector<string>& known, const vector<string>& uuids) {
+    for (const string& uuid : uuids) {
+        if (std::find(known.begin(), known.end(), uuid) == known.end()) {
+            known.push_back(uuid);
+        }
+    }
+}
+
+/** Adds the pools of the chain, up to the one that is refused, and the UUIDs that their directories
+    name; gives the code of the refusal. */
+inline int Parse(MemoryFile& file, vector<Pool>& chain, vector<string>& known) {
     for (uint64_t at = 0; at < file.length; at += chain.back().length) {
         const string head = Bytes(file, at, 48);
         if (head.size() < 48 || head.compare(0, 8, "\x89OXB\r\n\x1A\n") != 0) {
@@ -89,13 +97,15 @@ inline int Parse(MemoryFile& file, vector<Pool>& chain) {
         if (length > UINT64_MAX - at || count == 0 || size > INT32_MAX || size > left) {
             return length > UINT64_MAX - at ? Header : Directory;
         }
-        if (length != 0 && length < size) {
+        Pool pool{&file, at, length == 0 ? left : length, {}};
+        for (uint64_t i = 0; i < count; ++i) {
+            pool.uuids.push_back(Bytes(file, at + 48 + 32 * i, 32));
+        }
+        Learn(known, pool.uuids);
+        if (pool.length < size) {
             return Header;
         }
-        chain.push_back({&file, at, length == 0 ? left : length, at + size, {}});
-        for (uint64_t i = 0; i < count; ++i) {
-            chain.back().uuids.push_back(Bytes(file, at + 48 + 32 * i, 32));
-        }
+        chain.push_back(pool);
     }
     return Sound;
 }

@@ -3,29 +3,10 @@
 #include <OxbowPoolManager/OxbowPoolManager_Module.h>
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "OxbowContainers/OxbowContainers_Module.h"
 #include "base/Fennel_Modules.h"
 
-namespace {
-
-std::string gCalls;
-
-std::string CallsAndCount(void (*function)(int&), int& count) {
-    gCalls.clear();
-    function(count);
-    return gCalls + "= " + std::to_string(count);
-}
-
-constexpr auto kEnter = OxbowPoolManager_initialize, kLeave = OxbowPoolManager_finalize;
-const std::string kUp =
-    "+Bedrock 11 +Alloc 12 +CoreUtils 13 +Lexis 14 +GenericsLib 15 +Shared 16 +Containers 17 ";
-// The whole and the document classes' module went first: 19 - 2.
-const std::string kDown =
-    "-Containers 17 -Shared 16 -GenericsLib 15 -Lexis 14 -CoreUtils 13 -Alloc 12 -Bedrock 11 ";
-
-}  // namespace
+static std::string gCalls;
 
 #define MODULE_DOUBLE(Family, Module)                              \
     void Family##Module##_initialize(int& count) {                 \
@@ -44,19 +25,28 @@ MODULE_DOUBLE(Fennel, Shared)
 MODULE_DOUBLE(Oxbow, Containers)
 
 TEST(Module, OnlyTheOuterPairCallsTheOthersAndEachRenewedPairDoesSoAgain) {
+    const std::string up =
+        "+Bedrock 11 +Alloc 12 +CoreUtils 13 +Lexis 14 +GenericsLib 15 +Shared 16 +Containers 17 ";
+    const std::string down =  // the whole and the document classes' module went first: 19 - 2
+        "-Containers 17 -Shared 16 -GenericsLib 15 -Lexis 14 -CoreUtils 13 -Alloc 12 -Bedrock 11 ";
     int count = 10;
+    const auto expect = [&](void (*function)(int&), const std::string& calls, int after) {
+        gCalls.clear();
+        function(count);
+        EXPECT_EQ(gCalls, calls);
+        EXPECT_EQ(count, after);
+    };
     for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ(CallsAndCount(kEnter, count), kUp + "= 19")
-            << "seven doubles, the library's two modules";
-        EXPECT_EQ(CallsAndCount(kEnter, count), "= 19");
-        EXPECT_EQ(CallsAndCount(kLeave, count), "= 19");
-        EXPECT_EQ(CallsAndCount(kLeave, count), kDown + "= 10");
-        EXPECT_EQ(CallsAndCount(kLeave, count), "= 10") << "unbalanced";
-        EXPECT_EQ(CallsAndCount(kEnter, count), "= 10") << "it makes up for the other";
+        expect(OxbowPoolManager_initialize, up, 19);  // seven doubles, the library's two modules
+        expect(OxbowPoolManager_initialize, "", 19);
+        expect(OxbowPoolManager_finalize, "", 19);
+        expect(OxbowPoolManager_finalize, down, 10);
+        expect(OxbowPoolManager_finalize, "", 10);    // unbalanced
+        expect(OxbowPoolManager_initialize, "", 10);  // makes up for it
     }
     count = 9;  // reached before the whole, its own module counts once and stays up after it
-    EXPECT_EQ(CallsAndCount(OxbowRpm_initialize, count), "= 10");
-    EXPECT_EQ(CallsAndCount(kEnter, count), kUp + "= 18");
-    EXPECT_EQ(CallsAndCount(kLeave, count), kDown + "= 10");
-    EXPECT_EQ(CallsAndCount(OxbowRpm_finalize, count), "= 9");
+    expect(OxbowRpm_initialize, "", 10);
+    expect(OxbowPoolManager_initialize, up, 18);
+    expect(OxbowPoolManager_finalize, down, 10);
+    expect(OxbowRpm_finalize, "", 9);
 }

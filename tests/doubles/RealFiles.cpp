@@ -1,3 +1,0 @@
-#include "doubles/Backing.h"
-
-#include "../../src/platform/platform_FileCalls.cpp"
