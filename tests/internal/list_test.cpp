@@ -189,7 +189,10 @@ struct World {
             {[&] { list = from.Slice(lo, hi); },
              [&] { a.model.assign(other.data() + lo, other.data() + std::clamp(hi, lo, count)); }},
             {[&] { array.reset(from.ToArray(taken)), list.Assign(array.get(), taken); },
-             [&] { a.model = other; }},
+             [&] {
+                 EXPECT_NE(array, nullptr);
+                 a.model = other;
+             }},
             {[&] { list = from; }, [&] { a.model = other; }},
             {[&] { list.AppendList(from); },
              [&] { a.model.insert(a.model.end(), other.begin(), other.end()); }}};
@@ -280,6 +283,11 @@ TEST(List, EditsWorkOnTheShorterSideAndCopyItsPagesAlone) {
         {4, DO(RemoveAt(2)), {3, 16, 4, 0}, Row(0, 3), {A + 3, D + 3}},
         {18, DO(InsertAt(15, x)), {19, 16, 4, 0}, Row(0, 17), {17, A + 16, A + 15, A + 100}},
         {18, DO(RemoveAt(15)), {17, 16, 4, 0}, Row(0, 17), {A + 16, A + 17, D + 17}},
+        {40,
+         DO(InsertAt(17, x)),
+         {41, 16, 4, 207},
+         Row(0, 31),
+         Ints{0} + Row(1, 16, A) + Ints{A + 100}},
         {40, DO(RemoveAt(17)), {39, 16, 4, 1}, Row(0, 31), Row(16, 0, A) + Ints{D}},
         {1, DO(RemoveAt(0)), {0, 16, 4, 1}, {0}, {D}},
         {9, DO(Extend(11, x)), {11, 16, 4, 3}, Row(0, 8), {100, 100}, {}, 3},
