@@ -18,11 +18,12 @@ OxbowRpm_BStreamWriteLocator::OxbowRpm_BStreamWriteLocator(const OxbowRpm_Locato
       mBufferSize(std::max(bufferSize, kOxbowRpm_LeastStreamBuffer)),
       mPosition(0),
       mUsed(0),
-      mBuffer(nullptr) {}
+      mBuffer(nullptr),
+      mExceptionsBefore(std::uncaught_exceptions()) {}
 
 OxbowRpm_BStreamWriteLocator::~OxbowRpm_BStreamWriteLocator() noexcept(false) {
     const mem_BufferOwner owner(mBuffer);
-    if (std::uncaught_exceptions() == 0) {
+    if (std::uncaught_exceptions() <= mExceptionsBefore) {
         FlushBuffer();
         return;
     }

@@ -32,7 +32,8 @@ constexpr std::uint64_t kCopyChunk = 0x40000;
 
 /** The chain as it will be without an empty last pool, and as it will be with the new one behind
     it, and room for the header that seals the pool between. Got before the first step, so that a
-    lack of memory leaves the chain as it was; copies of a list share all that doesn't change. */
+    lack of memory, or a pool too long to be sealed, leaves the chain as it was; copies of a list
+    share all that doesn't change. */
 struct OxbowRpm_FileImpl::ChainChange {
     ChainChange(const OxbowRpm_FileImpl& file, const PoolRef& pool)
         : mKept(KeptOf(file)), mGrown(mKept), mSeal(SealBuffer(mKept)) {
@@ -48,7 +49,11 @@ struct OxbowRpm_FileImpl::ChainChange {
     }
     static mem_BufferOwner SealBuffer(const cow_List<PoolRef>& kept) {
         const std::int32_t last = kept.Length() - 1;
-        return last < 0 ? mem_BufferOwner(nullptr) : kept[last]->HeaderBuffer();
+        if (last < 0) {
+            return mem_BufferOwner(nullptr);
+        }
+        kept[last]->CheckSealable();
+        return kept[last]->HeaderBuffer();
     }
 
     const cow_List<PoolRef> mKept;
@@ -208,7 +213,6 @@ void OxbowRpm_FileImpl::MakeWay(const ChainChange& change, std::uint64_t nextSta
 
 void OxbowRpm_FileImpl::RetireCurrentPool(const ChainChange& change, std::uint64_t nextStart) {
     if (mCurrentPoolIndex >= 0) {
-        LastPool()->CheckSealable();
         LastPool()->MakeImmutable(nextStart, change.mSeal);
     }
 }
@@ -232,7 +236,9 @@ std::uint32_t OxbowRpm_FileImpl::PoolCount() const {
 }
 
 void OxbowRpm_FileImpl::Flush() {
-    if (!ReadOnly() && mCurrentPoolIndex >= 0) {
+    // A pool that found no room for its header holds nothing yet. It must not keep the others from
+    // the device.
+    if (!ReadOnly() && mCurrentPoolIndex >= 0 && LastPool()->HeaderIsStored()) {
         LastPool()->WriteHeader();
     }
     mOSFile.Flush();

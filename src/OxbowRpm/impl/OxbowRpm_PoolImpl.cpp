@@ -29,6 +29,7 @@ OxbowRpm_PoolImpl::OxbowRpm_PoolImpl(
     : mFile(file),
       mDirectory(directory),
       mImmutable(true),
+      mHeaderIsStored(false),
       mStart(start),
       mLength(0),
       mDataOffset(0),
@@ -71,6 +72,7 @@ void OxbowRpm_PoolImpl::ReadHeader(std::uint64_t fileEnd) {
     if (mLength < mDataOffset) {
         Raise<OxbowExcCorruptHeader>(__LINE__);
     }
+    mHeaderIsStored = true;
 }
 
 void OxbowRpm_PoolImpl::TakeLength(std::uint64_t stored, std::uint64_t fileEnd) {
@@ -138,6 +140,7 @@ void OxbowRpm_PoolImpl::WriteHeader(char* bytes, std::uint64_t length) {
     const std::uint32_t size = HeaderSize();
     mFile->AllocateUpTo(mStart + size);
     mFile->WriteAt(mStart, size, bytes);
+    mHeaderIsStored = true;
 }
 
 void OxbowRpm_PoolImpl::CheckSealable() const {

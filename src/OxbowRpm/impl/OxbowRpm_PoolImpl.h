@@ -54,6 +54,8 @@ public:
     OxbowRpm_Locator End() const;
     OxbowRpm_Locator Allocate(std::uint64_t size);
     bool ReadOnly() const;
+    /** Whether the header stands in the file: not after the write that was to store it failed. */
+    bool HeaderIsStored() const { return mHeaderIsStored; }
     std::uint64_t DataLength() const;
     const OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl>& Directory() const;
 
@@ -73,6 +75,7 @@ private:
     OxbowRpm_FileImpl* mFile;
     OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl> mDirectory;
     bool mImmutable;
+    bool mHeaderIsStored;
     std::uint64_t mStart;
     std::uint64_t mLength;
     std::uint32_t mDataOffset;

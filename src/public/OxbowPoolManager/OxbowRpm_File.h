@@ -36,23 +36,25 @@ public:
         pools, OxbowExcIOBounds if a damaged header gave the last pool a length that can't be
         stored, and the write failures of the platform (OxbowExcWriteError, OxbowExcShortWrite,
         OxbowExcSystemError). A lack of memory leaves the pools as they were. After a failed write
-        all stored bytes are in place, but a last pool without data may be gone, and the last pool
-        refuse to grow, until NewPool has been called again with success. */
+        all stored bytes are in place, and can be flushed and closed, but a last pool without data
+        may be gone, and the last pool refuse to grow, until NewPool has been called again with
+        success. */
     void NewPool();
 
     /** Copies a pool of another document, header, directory and data as they stand, and makes it
         the last pool. A last pool without data is replaced, and handles on it end.
         Raises before anything is written: OxbowExcNewPoolReadOnly, OxbowExcPoolAlreadyInDoc if the
         source belongs to this document or a pool of its UUID is open here, OxbowExcUserSigMismatch,
-        OxbowExcNotOxbowFile, OxbowExcNeedUpgrade, OxbowExcCorruptHeader, and OxbowExcShortPool if
-        part of the source was booked and never written, or a writer has since sealed it with
-        another length (one that still grows is copied as it was seen).
+        OxbowExcNotOxbowFile, OxbowExcNeedUpgrade, OxbowExcCorruptHeader, OxbowExcIOBounds as
+        NewPool, and OxbowExcShortPool if part of the source was booked and never written, or a
+        writer has since sealed it with another length (one that still grows is copied as it was
+        seen).
         A failed transfer, a source that changes meanwhile (OxbowExcShortPool and the failures of a
         header), and OxbowExcValidationFailure past 46340 pools come later: the bytes copied so far
         stay behind the last pool and become part of it, at the next NewPool or when the file is
         opened again. If that pool had no data it is gone, and unless a pool is started in its place
-        the file ends in those bytes and may not open again: store something in a pool before you
-        append behind it. */
+        the file ends in those bytes: it may not open again, or show the part that was copied as a
+        pool of the source's UUID. Store something in a pool before you append behind it. */
     void AppendPool(const OxbowRpm_Pool& source);
 
     /** Whether the file was opened with AccessReadOnly. */
@@ -68,7 +70,7 @@ public:
     /** Rewrites the last pool's header and waits until everything written is on the device. Does
         nothing on a read-only file. Raises OxbowExcWriteError, OxbowExcShortWrite,
         OxbowExcSystemError; once the device has refused, no later flush of this file is reported as
-        done. */
+        done. A pool that NewPool found no room for is passed over. */
     void Flush();
 
     /** The name that AddFile was given. */
