@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -14,17 +17,19 @@ namespace Hostile {
 using std::string, std::uint64_t, std::vector;
 
 /** What GetCode() gives for the classes that may come. */
-constexpr int Sound = 0, Invalid = 1, Unbound = 2, Unknown = 3, Header = 5, Foreign = 6,
-              Version = 7, Owner = 8, Directory = 9, Bounds = 10, ShortPool = 13, Here = 16,
-              System = 17, Short = 24, TooBig = 25;
-constexpr const char* kOwner = "HOST";
+constexpr int Sound = 0, Invalid = 1, Unbound = 2, Header = 5, Foreign = 6, Version = 7, Owner = 8,
+              Directory = 9, Bounds = 10, ShortPool = 13, Here = 16, System = 17, Short = 24,
+              TooBig = 25;
+constexpr const char *kOwner = "HOST", *kSignature = "\x89OXB\r\n\x1A\n";
 constexpr uint64_t kLongest = 9999999999999999;
 
-inline string PathOf(const string& name) {
-    return MemoryFiles::kFolder + ("/" + name);
-}
-inline MemoryFile& At(const string& name) {
-    return MemoryFiles::At(PathOf(name));
+/** Two files and no others. Reports of what is refused would be thousands. */
+constexpr const char *kA = "/memory/a", *kB = "/memory/b";
+inline void SetFiles(const string& a, const string& b) {
+    [[maybe_unused]] static FILE* const quiet = stderr = std::fopen("/dev/null", "w");
+    MemoryFiles::All().clear();
+    MemoryFiles::At(kA).Set(a);
+    MemoryFiles::At(kB).Set(b);
 }
 /** As many as there are. */
 inline string Bytes(const MemoryFile& file, uint64_t at, uint64_t count) {
@@ -32,28 +37,16 @@ inline string Bytes(const MemoryFile& file, uint64_t at, uint64_t count) {
     file.Read(at, bytes.data(), bytes.size());
     return bytes;
 }
-/** A page that isn't there holds zeros. */
-inline bool operator==(const MemoryFile& a, const MemoryFile& b) {
-    const auto holds = [](const MemoryFile& file, const MemoryFile& other) {
-        return std::all_of(file.pages.begin(), file.pages.end(), [&](const auto& page) {
-            const uint64_t at = page.first * MemoryFile::kPage;
-            return Bytes(file, at, MemoryFile::kPage) == Bytes(other, at, MemoryFile::kPage);
-        });
-    };
-    return a.length == b.length && holds(a, b) && holds(b, a);
+inline void Put(MemoryFile& file, uint64_t at, const string& bytes) {
+    file.Write(at, bytes.data(), bytes.size());
 }
-inline string Little(uint64_t value, int size) {
-    string bytes;
-    for (; size-- > 0; value >>= 8) {
-        bytes += static_cast<char>(value & 255);
-    }
-    return bytes;
+/** The tests' own machine is little-endian, too. */
+inline string Little(uint64_t value, std::size_t size) {
+    return string(reinterpret_cast<const char*>(&value), size);
 }
-inline uint64_t Number(const string& bytes, unsigned at, unsigned size) {
+inline uint64_t Number(const string& bytes, std::size_t at, std::size_t size) {
     uint64_t value = 0;
-    while (size-- > 0) {
-        value = value << 8 | static_cast<unsigned char>(bytes.at(at + size));
-    }
+    bytes.copy(reinterpret_cast<char*>(&value), size, at);
     return value;
 }
 /** The length field. */
@@ -63,27 +56,30 @@ inline string Decimal(uint64_t value) {
 }
 
 struct Pool {
-    MemoryFile* file;
-    uint64_t start, length;
-    vector<string> uuids;
     uint64_t DataAt() const { return start + 48 + 32 * uuids.size(); }
     uint64_t DataLength() const { return start + length - DataAt(); }
-};
-
-inline void Learn(vector<string>& known, const vector<string>& uuids) {
-    for (const string& uuid : uuids) {
-        if (std::find(known.begin(), known.end(), uuid) == known.end()) {
-            known.push_back(uuid);
-        }
+    /** Where the bytes end that are there. */
+    uint64_t End() const { return std::min(start + length, file->length); }
+    /** With the directory; a length of 0 leaves the pool unsealed. */
+    string Head(uint64_t sealed) const {
+        const string head = kSignature + ("\6" + string(7, '\0')) + kOwner + Decimal(sealed) +
+                            words + Little(uuids.size(), 4);
+        return std::accumulate(uuids.begin(), uuids.end(), head);
     }
-}
+
+    vector<string> uuids = {};
+    uint64_t start = 0, length = 0;
+    string words = Little(2, 8);
+    MemoryFile* file = nullptr;
+};
+using PoolRef = std::shared_ptr<Pool>;
 
 /** Adds the pools of the chain, up to the one that is refused, and the UUIDs that their directories
     name; gives the code of the refusal. */
-inline int Parse(MemoryFile& file, vector<Pool>& chain, vector<string>& known) {
-    for (uint64_t at = 0; at < file.length; at += chain.back().length) {
+inline int Parse(MemoryFile& file, vector<PoolRef>& chain, vector<string>& known) {
+    for (uint64_t at = 0; at < file.length; at += chain.back()->length) {
         const string head = Bytes(file, at, 48);
-        if (head.size() < 48 || head.compare(0, 8, "\x89OXB\r\n\x1A\n") != 0) {
+        if (head.size() < 48 || head.compare(0, 8, kSignature) != 0) {
             return head.size() < 48 ? Header : Foreign;
         }
         if (head[8] != 6 || head.compare(16, 4, kOwner) != 0) {
@@ -91,24 +87,39 @@ inline int Parse(MemoryFile& file, vector<Pool>& chain, vector<string>& known) {
         }
         uint64_t length = 0;
         for (std::size_t i = 20; i < 36; ++i) {
-            length = length * 10 + static_cast<uint64_t>(static_cast<signed char>(head.at(i)) - 48);
+            length = length * 10 + static_cast<uint64_t>(static_cast<signed char>(head[i]) - '0');
         }
         const uint64_t count = Number(head, 44, 4), size = 48 + 32 * count, left = file.length - at;
         if (length > UINT64_MAX - at || count == 0 || size > INT32_MAX || size > left) {
             return length > UINT64_MAX - at ? Header : Directory;
         }
-        Pool pool{&file, at, length == 0 ? left : length, {}};
-        for (uint64_t i = 0; i < count; ++i) {
-            pool.uuids.push_back(Bytes(file, at + 48 + 32 * i, 32));
+        Pool pool{{}, at, length == 0 ? left : length, head.substr(36, 8), &file};
+        for (uint64_t entry = at + 48; entry < at + size; entry += 32) {
+            pool.uuids.push_back(Bytes(file, entry, 32));
+            if (std::count(known.begin(), known.end(), pool.uuids.back()) == 0) {
+                known.push_back(pool.uuids.back());
+            }
         }
-        Learn(known, pool.uuids);
         if (pool.length < size) {
             return Header;
         }
-        chain.push_back(pool);
+        chain.push_back(std::make_shared<Pool>(pool));
     }
     return Sound;
 }
+
+/** A text, a reference to the pool of that slot, marks as a text, and a null reference. */
+inline string SampleData(unsigned slot, const string& marks) {
+    return Little(4, 4) + "text" + Little(4, 8) + Little(slot, 4) + Little(marks.size(), 4) +
+           marks + string(12 - marks.size(), '\0') + string(4, '\xFF');
+}
+/** Two files, three pools: "a" holds the first and the third, "b" the second. */
+struct Sample {
+    const string first = string(32, '1'), second = string(32, '2'), third = string(32, '3');
+    const string a = Pool{{first}}.Head(120) + SampleData(0, "!!") +
+                     Pool{{third, first, second}}.Head(0) + SampleData(2, "!!!!");
+    const string b = Pool{{second, first}}.Head(0) + SampleData(0, "!!!");
+};
 
 }  // namespace Hostile
 
