@@ -12,47 +12,34 @@
 
 #ifdef OXBOW_TEST_IN_MEMORY
 #include "doubles/MemoryFiles.h"
-#endif
 
-/** A folder of its own for each test, gone afterwards, with the words that tests of files speak in.
- */
-class TestFolder : public testing::Test {
-protected:
-#ifdef OXBOW_TEST_IN_MEMORY
-    ~TestFolder() override {
-        MemoryFiles::All().clear();
-    }
-    std::string Bytes(const std::string& file) const {
-        return MemoryFiles::At(PathOf(file)).Bytes();
-    }
-    void Store(const std::string& file, const std::string& bytes) const {
-        MemoryFiles::At(PathOf(file)).Set(bytes);
-    }
-    std::filesystem::path mFolder = MemoryFiles::kFolder;
+struct TestFiles : testing::Test {
+    ~TestFiles() override { MemoryFiles::All().clear(); }
+    std::string Bytes(const std::string& file) const { return At(file).Bytes(); }
+    void Store(const std::string& file, const std::string& bytes) const { At(file).Set(bytes); }
+    MemoryFile& At(const std::string& file) const { return MemoryFiles::At(mFolder / file); }
+    const std::filesystem::path mFolder = MemoryFiles::kFolder;
+};
 #else
-    TestFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "oxbow-XXXXXX").string();
-        mFolder = mkdtemp(name.data());
-    }
-    ~TestFolder() override {
-        std::filesystem::remove_all(mFolder);
-    }
+struct TestFiles : testing::Test {
+    ~TestFiles() override { std::filesystem::remove_all(mFolder); }
     std::string Bytes(const std::string& file) const {
-        std::ifstream in(PathOf(file), std::ios::binary);
+        std::ifstream in(mFolder / file, std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), {});
     }
     void Store(const std::string& file, const std::string& bytes) const {
-        std::ofstream(PathOf(file), std::ios::binary | std::ios::trunc) << bytes;
+        std::ofstream(mFolder / file, std::ios::binary) << bytes;
     }
-    std::filesystem::path mFolder;
+    std::string mName = std::filesystem::temp_directory_path() / "oxbow-XXXXXX";
+    const std::filesystem::path mFolder = mkdtemp(mName.data());
+};
 #endif
 
-    std::string PathOf(const std::string& file) const {
-        return (mFolder / file).string();
-    }
-    FennelUnicodeString Name(const std::string& file) const {
-        return FennelUnicodeString(PathOf(file).c_str());
-    }
+/** A folder of its own for each test, gone afterwards, with the words that such tests speak in. */
+class TestFolder : public TestFiles {
+protected:
+    std::string PathOf(const std::string& file) const { return mFolder / file; }
+    FennelUnicodeString Name(const std::string& file) const { return PathOf(file).c_str(); }
     /** Books a range behind the data and fills it. */
     template <class FileOrPool>
     static OxbowRpm_Locator Put(FileOrPool target, const std::string& bytes) {
@@ -65,10 +52,7 @@ protected:
         bytes.resize(static_cast<std::size_t>(place.Read(length, bytes.data())));
         return bytes;
     }
-    static std::string Text(const FennelString& text) {
-        return std::string(text.View());
-    }
-
+    static std::string Text(const FennelCountedText& text) { return std::string(text.View()); }
     /** The code of the exception that the action raises, 0 for none. */
     template <class Action>
     static int CodeOf(Action action) {

@@ -1,34 +1,22 @@
 // A document and its files: what opening, closing and failing leave behind.
-
 #include "internal/TestFolder.h"
 
-namespace {
+constexpr auto kCreate = OxbowRpm_Document::AccessCreate;
+constexpr auto kUpdate = OxbowRpm_Document::AccessUpdate;
+constexpr auto kRead = OxbowRpm_Document::AccessReadOnly;
 
-using Mode = OxbowRpm_Document::AccessMode;
-constexpr Mode kCreate = OxbowRpm_Document::AccessCreate;
-constexpr Mode kUpdate = OxbowRpm_Document::AccessUpdate;
-constexpr Mode kRead = OxbowRpm_Document::AccessReadOnly;
-
-const int kBounds = OxbowExcIOBounds(0, 0, 0).GetCode();
-
-class Documents : public TestFolder {
-protected:
-    template <class Exception>
-    static int Code() {
-        return Exception().GetCode();
-    }
+struct Documents : TestFolder {
     /** A file of `pools` pools, each with its number as data. */
     void MakeFile(const std::string& name, int pools, const char* signature = "TEST") {
         OxbowRpm_Document document(signature);
         OxbowRpm_File file = document.AddFile(Name(name), kCreate);
         for (int i = 0; i < pools; ++i) {
-            if (i > 0) {
-                file.NewPool();
-            }
+            i > 0 ? file.NewPool() : void();
             Put(file, "pool " + std::to_string(i));
         }
         document.Close();
     }
+    OxbowRpm_Document mDocument{"TEST"}, mOther{"TEST"};
 };
 
 TEST_F(Documents, FailedAddFileGivesEveryPoolBack) {
@@ -36,124 +24,75 @@ TEST_F(Documents, FailedAddFileGivesEveryPoolBack) {
     std::string bytes = Bytes("good");  // the same pools, the last one sealed, and damage behind it
     bytes.replace(bytes.rfind("\x89OXB") + 20, 16, "0000000000000150");
     Store("bad", bytes + "less than a header");
-    OxbowRpm_Document document("TEST"), fresh("TEST");
-    OxbowRpm_File good = document.AddFile(Name("good"), kRead);
-    for (OxbowRpm_Document* const each : {&document, &fresh}) {
-        EXPECT_EQ(CodeOf([&] { each->AddFile(Name("bad"), kRead); }),
-                  Code<OxbowExcCorruptHeader>());
-    }
-    for (unsigned i = 0; i < 3; ++i) {
-        EXPECT_EQ(Get(good.Pool(i).Start(), 6), "pool " + std::to_string(i));
-    }
+    const OxbowRpm_File good = mDocument.AddFile(Name("good"), kRead);
+    EXPECT_THROW(mDocument.AddFile(Name("bad"), kRead), OxbowExcCorruptHeader);
+    EXPECT_THROW(mOther.AddFile(Name("bad"), kRead), OxbowExcCorruptHeader);
+    EXPECT_EQ(Get(good.Pool(0).Start(), 6) + Get(good.Pool(2).Start(), 6), "pool 0pool 2");
     // Items without pools stay where no file had them: a pool may be appended under such a UUID.
-    OxbowRpm_File target = fresh.AddFile(Name("target"), kCreate);
-    target.AppendPool(good.Pool(0));
-    EXPECT_EQ(Get(target.Start(), 6), "pool 0");
+    EXPECT_NO_THROW(mOther.AddFile(Name("target"), kCreate).AppendPool(good.Pool(0)));
 }
 
 TEST_F(Documents, CloseAllLeavesASignatureOfZeros) {
-    OxbowRpm_Document document("TEST");
-    EXPECT_EQ(CodeOf([&] { document.Flush(); }), 0);
-    OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
-    document.Close(file);
-    EXPECT_EQ(CodeOf([&] { document.Close(file); }), Code<OxbowExcCantGetFile>());
-    document.AddFile(Name("g"), kCreate);
-    document.Flush();
-    document.Close();
-    document.AddFile(Name("zero"), kCreate);
+    const OxbowRpm_File file = mDocument.AddFile(Name("f"), kCreate);
+    mDocument.Close(file);
+    EXPECT_THROW(mDocument.Close(file), OxbowExcCantGetFile);
+    mDocument.AddFile(Name("g"), kCreate);
+    mDocument.Flush();
+    mDocument.Close();
+    mDocument.AddFile(Name("zero"), kCreate);
     EXPECT_EQ(Bytes("zero").substr(16, 4), std::string(4, '\0'));
-    EXPECT_EQ(CodeOf([&] { document.AddFile(Name("g"), kRead); }), Code<OxbowExcUserSigMismatch>());
-
-    OxbowRpm_Document another("TEST");
-    const OxbowRpm_File foreign = another.AddFile(Name("h"), kCreate);
-    EXPECT_EQ(CodeOf([&] { document.Close(foreign); }), Code<OxbowExcCantGetFile>());
-    EXPECT_EQ(foreign.PoolCount(), 1u);
-    EXPECT_EQ(std::string(foreign.FileName().View()), PathOf("h"));
-}
-
-TEST_F(Documents, AFileWithoutPoolsGetsItsFirstOnRequest) {
-    for (const Mode mode : {kRead, kUpdate}) {
-        Store("empty", "");
-        OxbowRpm_Document document("TEST");
-        OxbowRpm_File file = document.AddFile(Name("empty"), mode);
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(CodeOf([&] { file.End(); }), Code<OxbowExcValidationFailure>());
-        EXPECT_EQ(CodeOf([&] { file.Pool(); }), Code<OxbowExcValidationFailure>());
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-        file.Flush();
-        EXPECT_EQ(CodeOf([&] { file.NewPool(); }),
-                  mode == kRead ? Code<OxbowExcNewPoolReadOnly>() : 0);
-        EXPECT_EQ(Bytes("empty").size(), mode == kRead ? 0u : 80u);
-    }
+    EXPECT_THROW(mDocument.AddFile(Name("g"), kRead), OxbowExcUserSigMismatch);
+    const OxbowRpm_File foreign = mOther.AddFile(Name("h"), kCreate);
+    EXPECT_THROW(mDocument.Close(foreign), OxbowExcCantGetFile);
+    EXPECT_EQ(Text(foreign.FileName()), PathOf("h"));
 }
 
 TEST_F(Documents, OnlyTheLastPoolOfAWritableFileGrows) {
     MakeFile("f", 2);
-    OxbowRpm_Document document("TEST");
-    {
-        OxbowRpm_File file = document.AddFile(Name("f"), kUpdate);
-        EXPECT_EQ(CodeOf([&] { file.Pool(0).Allocate(1); }), Code<OxbowExcImmutablePool>());
-        EXPECT_FALSE(file.Pool(0).ReadOnly());
-        file.Pool(0).Start().Write(4, "POOL");
-        EXPECT_TRUE(file.Allocate(0) == file.End());
-        const std::uint64_t greatest = 9999999999999999u - 48 - 64;
-        EXPECT_EQ(CodeOf([&] { file.Allocate(greatest - 5); }), kBounds);
-        EXPECT_EQ(CodeOf([&] { file.Allocate(UINT64_MAX); }), kBounds);
-        EXPECT_EQ(CodeOf([&] { (file.Start() + 6).Write(UINT64_MAX, ""); }), kBounds);
-        EXPECT_EQ(file.Pool().Length(), 6u);
-        document.Close(file);
-    }
-    OxbowRpm_File file = document.AddFile(Name("f"), kRead);
-    EXPECT_EQ(CodeOf([&] { file.Allocate(1); }), Code<OxbowExcImmutablePool>());
-    EXPECT_EQ(CodeOf([&] { file.Start().Write(1, "x"); }), Code<OxbowExcWriteReadOnly>());
-    EXPECT_EQ(CodeOf([&] { file.End().Write(1, "x"); }), kBounds);
-    EXPECT_EQ(Get(file.Pool(0).Start(), 7), std::string("POOL 0\x89")) << "not bounded by the pool";
+    OxbowRpm_File file = mDocument.AddFile(Name("f"), kUpdate);
+    EXPECT_THROW(file.Pool(0).Allocate(1), OxbowExcImmutablePool);
+    EXPECT_FALSE(file.Pool(0).ReadOnly());
+    EXPECT_TRUE(file.Allocate(0) == file.End());
+    EXPECT_THROW(file.Allocate(9999999999999999 - 48 - 64 - 5), OxbowExcIOBounds);
+    EXPECT_THROW(file.Allocate(UINT64_MAX), OxbowExcIOBounds);
+    EXPECT_THROW((file.Start() + 6).Write(UINT64_MAX, ""), OxbowExcIOBounds);
+    EXPECT_EQ(file.Pool().Length(), 6u);
+    mDocument.Close(file);
+    OxbowRpm_File seen = mDocument.AddFile(Name("f"), kRead);
+    EXPECT_THROW(seen.Allocate(1), OxbowExcImmutablePool);
+    EXPECT_THROW(seen.Start().Write(1, "x"), OxbowExcWriteReadOnly);
+    EXPECT_THROW(seen.End().Write(1, "x"), OxbowExcIOBounds);
+    Store("empty", "");
+    EXPECT_THROW(mDocument.AddFile(Name("empty"), kRead).NewPool(), OxbowExcNewPoolReadOnly);
+    EXPECT_NO_THROW(mDocument.Flush());
 }
 
 TEST_F(Documents, AppendPoolRefusesBeforeItWrites) {
-    MakeFile("source", 2);
+    MakeFile("source", 1);
     MakeFile("foreign", 1, "ELSE");
-    OxbowRpm_Document sources("TEST"), foreigners("ELSE"), document("TEST");
-    const OxbowRpm_File source = sources.AddFile(Name("source"), kUpdate);
-    const OxbowRpm_File foreign = foreigners.AddFile(Name("foreign"), kRead);
-    for (const bool empty : {false, true}) {
-        OxbowRpm_File file = document.AddFile(Name("f"), kCreate);
-        if (!empty) {
-            Put(file, "data");
-        }
+    OxbowRpm_Document foreigners("ELSE"), readers("TEST");
+    OxbowRpm_File source = mOther.AddFile(Name("source"), kUpdate);
+    const OxbowRpm_Pool foreign = foreigners.AddFile(Name("foreign"), kRead).Pool();
+    const OxbowRpm_Pool seen = readers.AddFile(Name("source"), kRead).Pool();
+    Put(source, "more than was seen");
+    source.NewPool();
+    source.Allocate(10);  // booked, not written
+    for (const char* data : {"data", ""}) {
+        OxbowRpm_File file = mDocument.AddFile(Name("f"), kCreate);
+        Put(file, data);
         const std::string before = Bytes("f");
-        const auto refused = [&](const OxbowRpm_Pool& pool) {
-            const int code = CodeOf([&] { file.AppendPool(pool); });
-            EXPECT_EQ(Bytes("f"), before);
-            EXPECT_EQ(file.PoolCount(), 1u);
-            return code;
-        };
-        EXPECT_EQ(refused(file.Pool()), Code<OxbowExcPoolAlreadyInDoc>());
-        EXPECT_EQ(refused(foreign.Pool()), Code<OxbowExcUserSigMismatch>());
-        source.Pool().Allocate(10);  // booked, not written
-        EXPECT_EQ(refused(source.Pool()), Code<OxbowExcShortPool>());
-        EXPECT_EQ(CodeOf([&] { Put(file, "more"); }), 0) << "the pool still grows";
-        document.Close(file);
+        EXPECT_THROW(file.AppendPool(file.Pool()), OxbowExcPoolAlreadyInDoc);
+        EXPECT_THROW(file.AppendPool(foreign), OxbowExcUserSigMismatch);
+        EXPECT_THROW(file.AppendPool(seen), OxbowExcShortPool);
+        EXPECT_THROW(file.AppendPool(source.Pool()), OxbowExcShortPool);
+        EXPECT_TRUE(Bytes("f") == before && file.PoolCount() == 1);
+        EXPECT_NO_THROW(Put(file, "more")) << "the pool still grows";
+        mDocument.Close(file);
     }
-}
-
-TEST_F(Documents, AppendPoolRefusesItsOwnAndWhatHasGrownSince) {
     MakeFile("own", 1);
-    OxbowRpm_Document document("TEST");
-    OxbowRpm_File own = document.AddFile(Name("own"), kUpdate);
+    OxbowRpm_File own = mDocument.AddFile(Name("own"), kUpdate);
     own.NewPool();
     Store("twin", Bytes("own"));
-    document.Close(document.AddFile(Name("twin"), kRead));  // leaves own's pools unbound
-    EXPECT_EQ(CodeOf([&] { own.AppendPool(own.Pool()); }), Code<OxbowExcPoolAlreadyInDoc>());
-
-    MakeFile("grows", 1);
-    OxbowRpm_Document writer("TEST"), stale("TEST");
-    OxbowRpm_File grows = writer.AddFile(Name("grows"), kUpdate);
-    const OxbowRpm_Pool seen = stale.AddFile(Name("grows"), kRead).Pool();
-    Put(grows, "more than was seen");
-    grows.NewPool();
-    EXPECT_EQ(CodeOf([&] { own.AppendPool(seen); }), Code<OxbowExcShortPool>());
-    EXPECT_EQ(own.PoolCount(), 2u);
+    mDocument.Close(mDocument.AddFile(Name("twin"), kRead));  // leaves own's pools unbound
+    EXPECT_THROW(own.AppendPool(own.Pool()), OxbowExcPoolAlreadyInDoc);
 }
-
-}  // namespace

@@ -12,17 +12,16 @@ static void ExpectForms(T value, const std::string& stored) {
     constexpr int N = sizeof(T);
     const T values[] = {value, value};
     T back[4] = {};
-    std::string scalar(17, '*'), array(17, '*'), empty(17, '*');
-    EXPECT_EQ(S::ExternalizeScalarUnsafe(&scalar[1], &value, N), sizeof value);
-    S::ExternalizeScalar(&scalar[1 + N], value);
-    S::ExternalizeArray(&array[1], values, 2);
-    S::ExternalizeArray(&empty[1], values, 0);
-    EXPECT_EQ(scalar, '*' + stored + stored + empty.substr(1 + 2 * N));
-    EXPECT_EQ(array, scalar);
-    EXPECT_EQ(S::InternalizeScalarUnsafe(&array[1], back, N), sizeof value);
-    S::InternalizeArray(&array[1], back + 1, 2);
+    std::string bytes(2 + 4 * N, '*');
+    EXPECT_EQ(S::ExternalizeScalarUnsafe(&bytes[1], &value, N), sizeof value);
+    S::ExternalizeScalar(&bytes[1 + N], value);
+    S::ExternalizeArray(&bytes[1 + 2 * N], values, 2);
+    S::ExternalizeArray(&bytes[1 + 4 * N], values, 0);
+    EXPECT_EQ(bytes, '*' + stored + stored + stored + stored + '*');
+    EXPECT_EQ(S::InternalizeScalarUnsafe(&bytes[1], back, N), sizeof value);
+    S::InternalizeArray(&bytes[1], back + 1, 2);
     EXPECT_TRUE(back[0] == value && back[1] == value && back[2] == value && back[3] == T());
-    S::InternalizeScalar(&array[1], back[3]);
+    S::InternalizeScalar(&bytes[1], back[3]);
     EXPECT_EQ(back[3], value);
 }
 
@@ -37,7 +36,6 @@ TEST(SwapperDeathTest, FormsPutTheLeastByteFirstAndBadSizesOrAddressesEndTheProc
     };
     check(short(), 2), check(4, 4), check(8l, 4);
     EXPECT_DEATH(check(short(), 1), "& 1\\)\n");
-    EXPECT_DEATH(check(4, 2), "& 3\\)\n");
     EXPECT_DEATH(check(8l, 6), "failed: !\\(reinterpret_cast<intptr_t>\\(p\\) & 3\\)\n");
     EXPECT_DEATH(S::ExternalizeScalarUnsafe(place, place, 3), "^Illegal swap size.\n$");
     EXPECT_DEATH(S::InternalizeScalarUnsafe(place, place, 16), "^Illegal swap size.\n$");
