@@ -1,199 +1,142 @@
-// Drives the built program by its path. What it restores is compared by this file's own means.
+// Drives the built program as a user does: through the shell, whose means compare what it restores.
 
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <random>
 
 #include "internal/TestFolder.h"
 
-namespace fs = std::filesystem;
-
 namespace {
 
+/** Works in its folder. */
 class Snapshots : public TestFolder {
 protected:
-    // Both of the program's streams go to the file "output" in the test's folder.
-    pid_t Start(const std::string& words) const {
-        const std::string line =
-            "cd " + mFolder.string() + " && exec " SNAPSHOTS_PROGRAM " " + words + " >output 2>&1";
-        const pid_t child = fork();
-        if (child == 0) {
-            execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
-            _exit(99);
-        }
-        return child;
-    }
-    static int Finish(pid_t child) {
-        int status = 0;
-        waitpid(child, &status, 0);
+    Snapshots() { EXPECT_EQ(chdir(mFolder.c_str()), 0); }
+    // What is said goes to the file "output".
+    static int Shell(const std::string& line) {
+        const std::string program = "snapshots() { " SNAPSHOTS_PROGRAM " \"$@\"; }; ";
+        const int status = std::system((program + "{ " + line + "; } >output 2>&1").c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
-    void Expect(const std::string& words, int code, const std::string& text = "") const {
-        const int found = Finish(Start(words));
+    void Expect(const std::string& line, int code = 0, const std::string& text = "") const {
+        const int found = Shell(line);
         const std::string said = Bytes("output");
         EXPECT_TRUE(found == code && said.find(text) != std::string::npos)
-            << words << " gave " << found << " and said: " << said << "; seed " << mSeed;
+            << line << " gave " << found << " and said: " << said;
     }
-
-    // Path, mode, time, target and contents of every entry but the pipes.
-    std::string Tree(const std::string& root) const {
-        const std::string line = "cd " + PathOf(root) + " && { find . ! -type p -printf " +
-                                 "'%p %M %T@ %l\\n'; find . -type f -exec sha1sum {} +; }" +
-                                 " | LC_ALL=C sort >" + PathOf("tree");
-        EXPECT_EQ(std::system(line.c_str()), 0);
-        return Bytes("tree");
-    }
-    void MakeTree(const std::string& root, unsigned seed, int files) const {
-        std::mt19937 random(seed);
-        fs::create_directories(PathOf(root + "/sub/deep"));
-        for (int i = 0; i < files; ++i) {
+    void MakeTree(const std::string& root, unsigned files) {
+        std::filesystem::create_directories(root + "/sub/deep");
+        for (unsigned i = 0; i < files; ++i) {
             const char* folders[] = {"/", "/sub/", "/sub/deep/"};
             Store(root + folders[i % 3] + "file" + std::to_string(i),
-                  std::string(random() % 20000, static_cast<char>('a' + random() % 26)));
+                  std::string(1 + mRandom() % 20000, static_cast<char>('a' + mRandom() % 26)));
         }
     }
 
-    // Kills the program at some moment, then does what it should have done. False for the one thing
-    // that a kill may break for good: a pool header cut in two.
-    bool KillAndRepeat(const std::string& words) {
-        const pid_t child = Start(words);
-        usleep(Draw() % static_cast<unsigned>(mWholeRun / std::chrono::microseconds(1)));
-        kill(child, SIGKILL);
-        mStruck += Finish(child) == -SIGKILL;
-        const int code = Finish(Start(words));
-        const bool torn = code != 0 && Bytes("output").find("the store can't be used: ") == 11;
-        EXPECT_TRUE(code == 0 || (torn && ++mTorn <= 2))
-            << words << " said: " << Bytes("output") << "; seed " << mSeed;
-        return code == 0;
-    }
-    unsigned Draw() { return static_cast<unsigned>(mRandom()); }
     const unsigned mSeed = std::random_device()();
+    const testing::ScopedTrace mTrace{__FILE__, __LINE__, "seed " + std::to_string(mSeed)};
     std::mt19937 mRandom{mSeed};
-    std::chrono::nanoseconds mWholeRun{};
-    int mStruck = 0, mTorn = 0;
 };
 
 TEST_F(Snapshots, RestoreGivesBackEveryByteNameModeAndTime) {
-    MakeTree("d", 1, 9);
-    Store("d/empty", "");
+    MakeTree("d", 9);
     Store("d/sub/\xff\xfe odd\n\x1b[1m\\name", "odd");
-    std::string big(3 * 256 * 1024 + 1, '\0');  // more than the program moves at once
-    std::generate(big.begin(), big.end(), [&] { return static_cast<char>(Draw()); });
-    Store("d/big", big);
-    fs::create_symlink("../no/where", PathOf("d/dangling"));
-    fs::create_directory_symlink("sub", PathOf("d/to folder"));
-    chmod(PathOf("d/file3").c_str(), 06755);
-    chmod(PathOf("d/sub/deep").c_str(), 01755);
-    mkfifo(PathOf("d/pipe").c_str(), 0600);
-    const timespec old[2] = {{-5, 0}, {-86400, 123456789}};
-    utimensat(AT_FDCWD, PathOf("d/sub").c_str(), old, 0);
-    utimensat(AT_FDCWD, PathOf("d/dangling").c_str(), old, AT_SYMLINK_NOFOLLOW);
-    Expect("take s d", 0, "neither file nor directory nor link: d/pipe");
-    Expect("restore s 1 out/r", 0);
-    Expect("verify s 1 d", 0);
-    EXPECT_EQ(Tree("out/r"), Tree("d"));
-    fs::create_directories(PathOf("foreign"));
-    Store("foreign/contents", "text");
-    Expect("restore s 1 d", 1, "is not empty");
-    Expect("restore s 2 r", 1, "snapshot 2 of s is missing or unfinished");
-    Expect("push nowhere o", 1, "there is no snapshot store at nowhere");
-    Expect("take foreign d", 1, "foreign/contents is a foreign file");
-    Expect("take d s", 1, "d is not a snapshot store: it holds");
-    Expect("take s s", 1, "s is no directory, or the store itself");
-    EXPECT_EQ(Bytes("foreign/contents"), "text");
+    // The random bytes are more than the program moves at once, and the times lie before 1970.
+    Expect("cd d && >empty && mkfifo pipe && ln -s ../no/where dangling && ln -s sub 'to sub'");
+    Expect("cd d && head -c 786433 /dev/urandom >big && chmod 6755 file3 && chmod 1755 sub/deep");
+    Expect("touch -hd @-86399.876543211 d/sub d/dangling");
+    Expect("snapshots take s d", 0, "neither file nor directory nor link: d/pipe");
+    Expect("snapshots restore s 1 out/r && snapshots verify s 1 d");
+    // An archive tells path, mode, time, target and contents of every entry.
+    Expect(
+        "archive() { tar -C $1 --exclude=pipe --sort=name --format=posix"
+        " --pax-option=exthdr.name=%f,delete=atime,delete=ctime -c . >$2; };"
+        "archive d 1 && archive out/r 2 && cmp 1 2");
+    Expect("snapshots restore s 1 d", 1, "is not empty");
+    Expect("snapshots restore s 2 r", 1, "snapshot 2 of s is missing or unfinished");
+    Expect("snapshots push nowhere o", 1, "there is no snapshot store at nowhere");
+    Expect("snapshots take d s", 1, "d is not a snapshot store: it holds");
+    Expect("snapshots take s s", 1, "s is no directory, or the store itself");
+    Expect("mkdir f; echo text >f/contents; snapshots take f d || cat f/*", 0,
+           "f/contents is a foreign file\ntext\n");
 }
 
 TEST_F(Snapshots, SecondTakeStoresOnlyWhatChangedAndVerifyNamesEachDifference) {
-    MakeTree("d", 2, 30);
-    Expect("take d/store d", 0, "stored ");  // A store inside the tree is passed over.
-    const auto before = fs::file_size(PathOf("d/store/contents"));
-    const auto time = fs::last_write_time(PathOf("d/file0"));
-    const std::string old = Bytes("d/file0");
-    Store("d/file0", std::string(old.size(), '#'));  // Same size, and made to bear the same time.
-    fs::last_write_time(PathOf("d/file0"), time);
-    Store("d/new", std::string(1000, 'n'));
-    fs::remove(PathOf("d/file3"));
-    chmod(PathOf("d/sub/file1").c_str(), 0600);
+    MakeTree("d", 30);
+    Expect("snapshots take d/store d");  // A store inside the tree is passed over.
+    const std::size_t before = Bytes("d/store/contents").size();
+    const std::size_t added = (Bytes("d/file0") + Bytes("d/sub/file1")).size() + 1000;
+    // file0 keeps its size, and is made to bear the same time.
+    Expect("cp -p d/file0 old && tr a-z A-Z <old >d/file0 && touch -r old d/file0");
+    Expect("rm d/file3 && chmod 600 d/sub/file1 && head -c 1000 /dev/zero >d/new");
     for (const char* line : {"file0 has other contents", "file3: No such file",
                              "new is not in the snapshot", "sub/file1 has another mode"}) {
-        Expect("verify d/store 1 d", 1, line);
+        Expect("snapshots verify d/store 1 d", 1, line);
     }
     // A new mode is a change as well, as far as the file's stamps tell.
-    const auto changed = old.size() + 1000 + fs::file_size(PathOf("d/sub/file1"));
-    Expect("take d/store d", 0, "stored " + std::to_string(changed) + " bytes in 3 files");
-    EXPECT_LT(fs::file_size(PathOf("d/store/contents")), before + changed + 300);
-    Expect("restore d/store 1 first", 0);
-    EXPECT_EQ(Bytes("first/file0"), old);
+    Expect("snapshots take d/store d", 0, "stored " + std::to_string(added) + " bytes in 3 files");
+    EXPECT_LT(Bytes("d/store/contents").size(), before + added + 300);
+    Expect("snapshots restore d/store 1 first && cmp old first/file0");
     // Files made at one moment that change places with their folders are told apart.
-    fs::create_directories(PathOf("d/1"));
-    fs::create_directories(PathOf("d/2"));
-    Store("d/1/f", "1");
-    Store("d/2/f", "2");
-    Expect("take d/store d", 0);
-    fs::rename(PathOf("d/1"), PathOf("d/t"));
-    fs::rename(PathOf("d/2"), PathOf("d/1"));
-    fs::rename(PathOf("d/t"), PathOf("d/2"));
-    Expect("take d/store d", 0);
-    Expect("verify d/store 4 d", 0);
+    Expect("cd d && mkdir 1 2 && echo 1 >1/f && echo 2 >2/f && snapshots take store .");
+    Expect("cd d && mv 1 t && mv 2 1 && mv t 2 && snapshots take store .");
+    Expect("snapshots verify d/store 4 d");
 }
 
 TEST_F(Snapshots, KilledTakesAndPushesCostOnlyThemselvesAndPushTwiceIsPushOnce) {
     for (const char* tree : {"d1", "d2", "d3"}) {
-        MakeTree(tree, Draw(), 200);
+        MakeTree(tree, 200);
     }
-    Expect("take own d3", 0);
+    Expect("snapshots take own d3 && snapshots take s d1");
     const auto start = std::chrono::steady_clock::now();
-    Expect("take s d1", 0);
-    mWholeRun = std::chrono::steady_clock::now() - start;
-    Expect("take s d2", 0);
+    Expect("snapshots take s d2");
+    const std::chrono::duration<double> wholeRun = std::chrono::steady_clock::now() - start;
+    int struck = 0, torn = 0;
+    // Killed at some moment, then done again. False for the one thing that a kill may break for
+    // good: a pool header cut in two.
+    const auto killAndRepeat = [&](const std::string& words) {
+        const double moment = wholeRun.count() * std::uniform_real_distribution()(mRandom);
+        struck += Shell("timeout --foreground -s KILL " + std::to_string(moment) +
+                        " " SNAPSHOTS_PROGRAM " " + words) == 128 + SIGKILL;
+        const bool done = Shell("snapshots " + words) == 0;
+        const bool cut = !done && Bytes("output").find("the store can't be used: ") == 11;
+        EXPECT_TRUE(done || (cut && ++torn <= 2)) << words << " said: " << Bytes("output");
+        return done;
+    };
     for (const std::string store : {"a", "b", "c", "e"}) {  // killed in the making, and later on
-        if (KillAndRepeat("push s " + store) && KillAndRepeat("take " + store + " d3")) {
-            const std::string said = Bytes("output");
-            Expect("verify " + store + " " + said[said.rfind("snapshot ") + 9] + " d3", 0);
-            Expect("verify " + store + " 1 d1", 0);
-            Expect("verify " + store + " 2 d2", 0);
+        if (killAndRepeat("push s " + store) && killAndRepeat("take " + store + " d3")) {
+            const std::string verify = "snapshots verify " + store;
+            Expect(verify + " 1 d1 && " + verify + " 2 d2");
+            Expect(verify + " 3 d3 || " + verify + " 4 d3");  // the killed one may be the third
         }
     }
-    EXPECT_GT(mStruck, 0);
-    Expect("push s own", 0, "2 snapshots pushed");
-    const std::string contents = Bytes("own/contents");
-    Expect("push s own", 0, "0 snapshots pushed");
-    EXPECT_EQ(Bytes("own/contents"), contents);
-    Expect("verify own 1 d3", 0);
-    Expect("verify own 3 d2", 0);
+    EXPECT_GT(struck, 0);
+    Expect("snapshots push s own", 0, "2 snapshots pushed");
+    Expect("cp own/contents . && snapshots push s own && cmp contents own/contents", 0,
+           "0 snapshots pushed");
+    Expect("snapshots verify own 1 d3 && snapshots verify own 3 d2");
 }
 
 TEST_F(Snapshots, DamageIsNamedAndNothingLeavesTheTargetFolder) {
-    fs::create_directories(PathOf("d/xxxx"));
-    Store("d/xxxx/good", "good bytes");
-    Store("d/xxxx/hurt", "these will be hurt");
-    Expect("take s d", 0);
+    Expect("mkdir -p d/xxxx && echo sound >d/xxxx/good && echo damaged >d/xxxx/hurt");
+    Expect("snapshots take s d && LC_ALL=C sed -i s/damaged/changed/ s/contents");
+    Expect("snapshots restore s 1 r", 1, "xxxx/hurt: the stored contents are damaged");
+    Expect("diff -r d r", 1, "Only in d/xxxx: hurt");
     const std::string trees = Bytes("s/trees");
-    std::string hurt = Bytes("s/contents");
-    hurt[hurt.find("will be")] ^= 1;
-    Store("s/contents", hurt);
-    Expect("restore s 1 r", 1, "xxxx/hurt: the stored contents are damaged");
-    EXPECT_EQ(Bytes("r/xxxx/good"), "good bytes");
-    EXPECT_FALSE(fs::exists(PathOf("r/xxxx/hurt")));
     const std::size_t at = trees.find("xxxx/hurt");
-    const auto expectRefused = [&](std::size_t place, const std::string& bytes, std::string path) {
+    for (const std::string path : {"../../hurt", "/hurt", "xxxx/", "xxxx/.", "xxxx/..", "yyyy/hurt",
+                                   "xxxx/good", "xxxx/hurt"}) {
         std::string forged = trees;
-        forged.replace(place, bytes.size(), bytes);
+        forged.replace(at, 12, path + std::string(12 - path.size(), '\0'));
         forged[at - 4] = static_cast<char>(path.size());
+        path == "xxxx/hurt" ? forged.replace(at + 24, 4, 4, '\xff') : forged;  // it has no place
         Store("s/trees", forged);
-        Expect("restore s 1 forged", 1, "has a damaged record: " + path);
-    };
-    for (const std::string path : {"../../hurt", "/xxxx/hurt", "xxxx//hurt", "xxxx/../hurt",
-                                   "xxxx/..", "yyyy/hurt", "xxxx/good"}) {
-        expectRefused(at, path + std::string(12 - path.size(), '\0'), path);
+        Expect("snapshots restore s 1 forged", 1, "has a damaged record: " + path);
     }
-    expectRefused(at + 12 + 4 + 8, "\xff\xff\xff\xff", "xxxx/hurt");  // its contents are nowhere
-    EXPECT_FALSE(fs::exists(PathOf("forged")));
+    EXPECT_FALSE(std::filesystem::exists("forged"));
 }
 
 }  // namespace

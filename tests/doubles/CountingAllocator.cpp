@@ -9,36 +9,19 @@
 #include <cstring>
 #include <new>
 
-void TestAllocator::Arm(long first, long last) {
-    sFired = false;
-    sFirstFailing = first;
-    sLastFailing = last;
-}
-
-void TestAllocator::CountCall() {
-    const long call = ++sCalls;
-    if (call >= sFirstFailing && call <= sLastFailing) {
-        sFired = true;
-        throw std::bad_alloc();
-    }
-}
-
-void TestAllocator::CountBlock(int blocks, long bytes) {
-    sLiveBlocks += blocks;
-    sPeak = std::max<long>(sPeak, sBytes += bytes);
-}
-
 namespace {
 
 void* Allocate(std::size_t size, bool zeroed = false) {
-    TestAllocator::CountCall();
-    const std::size_t room = std::max<std::size_t>(size, 1);
+    using T = TestAllocator;
+    const bool fails = ++T::sCalls >= T::sFirstFailing && T::sCalls <= T::sLastFailing;
+    T::sFired |= fails;
     // Blocks of zeros that nobody touches cost nothing.
-    void* const block = zeroed ? std::calloc(room, 1) : std::malloc(room);
+    void* const block = fails ? nullptr : zeroed ? std::calloc(size, 1) : std::malloc(size);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
-    TestAllocator::CountBlock(1, static_cast<long>(malloc_usable_size(block)));
+    ++T::sLiveBlocks;
+    T::sPeak = std::max(T::sPeak, T::sBytes += static_cast<long>(malloc_usable_size(block)));
     return zeroed ? block : std::memset(block, 0xA5, size);
 }
 
@@ -59,6 +42,11 @@ void* mem_Malloc(std::size_t size) {
 void* mem_OperatorNewZeroedThrowBuiltin(std::size_t size) {
     return Allocate(size, true);
 }
+void mem_Free(void* block) noexcept {
+    TestAllocator::sLiveBlocks -= block != nullptr;
+    TestAllocator::sBytes -= static_cast<long>(malloc_usable_size(block));  // none, of null
+    std::free(block);
+}
 
 void* mem_Realloc(void* block, std::size_t size) {
     void* const moved = size == 0 ? nullptr : Allocate(size);
@@ -67,11 +55,4 @@ void* mem_Realloc(void* block, std::size_t size) {
     }
     mem_Free(block);
     return moved;
-}
-
-void mem_Free(void* block) noexcept {
-    if (block != nullptr) {
-        TestAllocator::CountBlock(-1, -static_cast<long>(malloc_usable_size(block)));
-        std::free(block);
-    }
 }

@@ -25,25 +25,3 @@ uint64_t MemoryFile::Read(uint64_t position, char* buffer, uint64_t count) const
     }
     return there;
 }
-
-std::string MemoryFile::Bytes() const {
-    std::string bytes(length, '\0');
-    Read(0, bytes.data(), length);
-    return bytes;
-}
-
-void MemoryFile::Set(const std::string& bytes) {
-    *this = MemoryFile();
-    Write(0, bytes.data(), bytes.size());
-}
-
-std::map<std::string, std::shared_ptr<MemoryFile>>& MemoryFiles::All() {
-    static std::map<std::string, std::shared_ptr<MemoryFile>> files;
-    return files;
-}
-
-MemoryFile& MemoryFiles::At(const std::string& path) {
-    std::shared_ptr<MemoryFile>& file = All()[path];
-    file = file == nullptr ? std::make_shared<MemoryFile>() : file;
-    return *file;
-}

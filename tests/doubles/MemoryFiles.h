@@ -12,8 +12,15 @@ struct MemoryFile {
     void Write(std::uint64_t position, const char* data, std::uint64_t count);
     /** Gives how many bytes of those there were. */
     std::uint64_t Read(std::uint64_t position, char* buffer, std::uint64_t count) const;
-    std::string Bytes() const;
-    void Set(const std::string& bytes);
+    std::string Bytes() const {
+        std::string bytes(length, '\0');
+        Read(0, bytes.data(), length);
+        return bytes;
+    }
+    void Set(const std::string& bytes) {
+        *this = MemoryFile();
+        Write(0, bytes.data(), bytes.size());
+    }
 
     static constexpr std::uint64_t kPage = 4096;
     std::map<std::uint64_t, std::array<char, kPage>> pages;  // by number
@@ -25,9 +32,16 @@ struct MemoryFile {
 namespace MemoryFiles {
 
 constexpr const char* kFolder = "/memory";
-std::map<std::string, std::shared_ptr<MemoryFile>>& All();
+inline std::map<std::string, std::shared_ptr<MemoryFile>>& All() {
+    static std::map<std::string, std::shared_ptr<MemoryFile>> files;
+    return files;
+}
 /** Made, if it isn't there. */
-MemoryFile& At(const std::string& path);
+inline MemoryFile& At(const std::string& path) {
+    std::shared_ptr<MemoryFile>& file = All()[path];
+    file = file == nullptr ? std::make_shared<MemoryFile>() : file;
+    return *file;
+}
 
 }  // namespace MemoryFiles
 

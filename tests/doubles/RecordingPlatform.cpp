@@ -1,6 +1,5 @@
 #include "doubles/RecordingPlatform.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <map>
 
@@ -11,22 +10,14 @@ namespace {
 
 using std::uint64_t;
 
-constexpr uint64_t kGreatestPosition = INT64_MAX;
-constexpr DWORD kAll = UINT32_MAX;
-
 struct OpenFile {
     std::string path;
     bool writes = false;
-    bool denies = false;
     std::shared_ptr<MemoryFile> file = nullptr;  // none once a close has failed
     uint64_t position = 0;
     DWORD flushError = 0;
 };
 
-std::vector<Call> gLog;
-Fault gFault;
-DWORD gMost[kKinds] = {kAll, kAll, kAll, kAll, kAll, kAll, kAll};
-bool gFired = false;
 DWORD gLastError = 0;
 /** Handles are numbers that never come again, so that the use of a closed one is found out. */
 std::map<HANDLE, OpenFile> gHandles;
@@ -44,68 +35,32 @@ DWORD Held(const OpenFile& open, DWORD count) {
     return static_cast<DWORD>(std::min<uint64_t>(length - std::min(length, open.position), count));
 }
 
-/** Whether the call is to fail with the last error, or to move nothing if that is 0. */
-bool Ordered(const OpenFile& open, DWORD asked) {
-    if (gLog.back().kind != gFault.kind) {
-        return false;
+/** Writes the call down. False if it is not to be done: it fails with the last error, or moves
+    nothing if that is 0. */
+bool Enter(Kind kind, const OpenFile& open, DWORD asked = 0) {
+    Log().push_back({kind, open.path, open.position, asked, 0, {}});
+    const bool usable = kind == Open || (open.file != nullptr && (kind != Write || open.writes));
+    gLastError = usable ? 0 : EBADF;
+    if (gLastError != 0 || kind != gFault.kind) {
+        return gLastError == 0;
     }
     const int cost = gFault.full ? static_cast<int>(asked - Held(open, asked)) : 1;
     if (gFault.after >= cost) {
         gFault.after -= cost;
-        return false;
+        return true;
     }
     gFault.kind = gFault.forEver ? gFault.kind : kKinds;
     gLastError = gFault.code;
-    return gFired = true;
-}
-
-/** Writes the call down. False, with the last error set, if it is not to be done. */
-bool Enter(Kind kind, const OpenFile& open, DWORD asked = 0) {
-    gLog.push_back({kind, open.path, open.position, asked, 0, {}});
-    const bool usable = open.file != nullptr && (kind != Write || open.writes);
-    const bool tooFar = kind == Write && asked > kGreatestPosition - open.position;
-    gLastError = !usable && kind != Open ? EBADF : tooFar ? EFBIG : 0;
-    return gLastError == 0 && !Ordered(open, asked);
-}
-
-/** What stands against an open; 0 for nothing. */
-DWORD Refusal(const OpenFile& open, bool creates) {
-    if (open.path.substr(0, open.path.rfind('/')) != MemoryFiles::kFolder) {
-        return ENOTDIR;
-    }
-    if (!creates && MemoryFiles::All().count(open.path) == 0) {
-        return ENOENT;
-    }
-    bool denied = false;
-    for (const auto& [handle, other] : gHandles) {
-        denied |= other.file.get() == &MemoryFiles::At(open.path) &&
-                  ((open.writes && other.denies) || (open.denies && other.writes));
-    }
-    return denied ? EBUSY : 0;
+    gFired = true;
+    return false;
 }
 
 }  // namespace
 
-void Reset() {
-    gLog.clear();
-    gFired = false;
-    gFault = Fault();
-    std::fill(std::begin(gMost), std::end(gMost), kAll);
-}
-
-std::vector<Call>& Log() {
-    return gLog;
-}
-
-int Count(Kind kind) {
-    return static_cast<int>(std::count_if(gLog.begin(), gLog.end(),
-                                          [kind](const Call& call) { return call.kind == kind; }));
-}
-
 std::string Told() {
     static const char* const names[] = {"open", "seek", "read", "write", "flush", "size", "close"};
     std::string told;
-    for (const Call& call : gLog) {
+    for (const Call& call : Log()) {
         const bool moves = call.kind == Read || call.kind == Write;
         told += (told.empty() ? "" : ", ") + std::string(names[call.kind]);
         told += moves || call.kind == Seek ? " " + std::to_string(call.position) : "";
@@ -117,29 +72,20 @@ std::string Told() {
 int OpenHandles() {
     return static_cast<int>(gHandles.size());
 }
-void Fail(const Fault& fault) {
-    gFault = fault;
-}
-void FailNext(Kind kind, DWORD code, int after) {
-    Fail({kind, code, after});
-}
-void MoveAtMost(Kind kind, DWORD bytes) {
-    gMost[kind] = bytes;
-}
-bool Fired() {
-    return gFired;
-}
 
 }  // namespace TestPlatform
 
 using namespace TestPlatform;
 
-HANDLE CreateFileA(const char* path, DWORD access, DWORD share, void*, DWORD disposition, DWORD,
-                   void*) {
+HANDLE CreateFileA(const char* path, DWORD access, DWORD, void*, DWORD disposition, DWORD, void*) {
     const bool creates = disposition == CREATE_ALWAYS;
-    OpenFile open = {path, creates || (access & GENERIC_WRITE), (share & FILE_SHARE_WRITE) == 0};
-    if (!Enter(TestPlatform::Open, open, disposition) ||
-        (gLastError = Refusal(open, creates)) != 0) {
+    OpenFile open = {path, creates || (access & GENERIC_WRITE)};
+    if (Enter(TestPlatform::Open, open, disposition)) {
+        const bool inFolder = open.path.substr(0, open.path.rfind('/')) == MemoryFiles::kFolder;
+        const bool there = creates || MemoryFiles::All().count(path) != 0;
+        gLastError = !inFolder ? ENOTDIR : !there ? ENOENT : 0;
+    }
+    if (gLastError != 0) {
         return INVALID_HANDLE_VALUE;
     }
     creates ? MemoryFiles::At(path).Set("") : void();
@@ -153,8 +99,8 @@ DWORD SetFilePointer(HANDLE handle, LONG low, LONG* high, DWORD) {
     OpenFile& open = Of(handle);
     const bool goesOn = Enter(TestPlatform::Seek, open);
     const uint64_t highWord = static_cast<DWORD>(*high);
-    const uint64_t position = gLog.back().position = highWord << 32 | static_cast<DWORD>(low);
-    if (!goesOn || position > kGreatestPosition) {
+    const uint64_t position = Log().back().position = highWord << 32 | static_cast<DWORD>(low);
+    if (!goesOn || position > INT64_MAX) {
         gLastError = goesOn ? EINVAL : gLastError;
         return INVALID_SET_FILE_POINTER;
     }
@@ -165,11 +111,11 @@ DWORD SetFilePointer(HANDLE handle, LONG low, LONG* high, DWORD) {
 BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* got, void*) {
     OpenFile& open = Of(handle);
     const bool goesOn = Enter(TestPlatform::Read, open, count);
-    *got = goesOn ? Held(open, std::min(count, gMost[TestPlatform::Read])) : 0;
+    *got = goesOn ? Held(open, std::min(count, gFault.most)) : 0;
     if (goesOn) {
         open.file->Read(open.position, static_cast<char*>(buffer), *got);
     }
-    open.position += gLog.back().moved = *got;
+    open.position += Log().back().moved = *got;
     return gLastError == 0;
 }
 
@@ -177,13 +123,13 @@ BOOL WriteFile(HANDLE handle, const void* data, DWORD count, DWORD* written, voi
     OpenFile& open = Of(handle);
     const bool goesOn = Enter(TestPlatform::Write, open, count);
     const DWORD torn = Held(open, gFault.tear);
-    const DWORD part = std::min(count, goesOn ? gMost[TestPlatform::Write] : torn);
+    const DWORD part = std::min(count, goesOn ? gFault.most : torn);
     if (part != 0) {
-        gLog.back().bytes.assign(static_cast<const char*>(data), part);
-        open.file->Write(open.position, gLog.back().bytes.data(), part);
+        Log().back().bytes.assign(static_cast<const char*>(data), part);
+        open.file->Write(open.position, Log().back().bytes.data(), part);
     }
     *written = goesOn ? part : 0;
-    open.position += gLog.back().moved = *written;
+    open.position += Log().back().moved = *written;
     return gLastError == 0;
 }
 

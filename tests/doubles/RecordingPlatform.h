@@ -1,6 +1,7 @@
 #ifndef OXBOW_TEST_RECORDING_PLATFORM_H
 #define OXBOW_TEST_RECORDING_PLATFORM_H
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -8,7 +9,8 @@
 #include "platform/platform_FileCalls.h"
 
 /** Takes the place of the platform's file calls: does what platform_FileCalls.h tells on files in
-    memory, writes each call down, and fails or shortens it on order. One thread at a time. */
+    memory, but for share modes, writes each call down, and fails or shortens it on order. One
+    thread at a time. */
 namespace TestPlatform {
 
 enum Kind { Open, Seek, Read, Write, Flush, Size, CloseFile, kKinds };
@@ -30,24 +32,35 @@ struct Fault {
     bool forEver = false;  // all behind that one fail too
     bool full = false;     // a write fails when files would have grown by more than `after` bytes
     DWORD tear = 0;        // bytes that a failing write overwrites, but none behind the file's end
+    DWORD most = UINT32_MAX;  // bytes that any transfer moves
 };
 
+inline Fault gFault;         // the order in force
+inline bool gFired = false;  // whether a call has failed on order
+inline std::vector<Call>& Log() {
+    static std::vector<Call> log;
+    return log;
+}
 /** Forgets all calls and all orders. Handles stay open. */
-void Reset();
-std::vector<Call>& Log();
-int Count(Kind kind);
+inline void Reset() {
+    Log().clear();
+    gFault = Fault();
+    gFired = false;
+}
+inline void Fail(const Fault& fault) {
+    gFault = fault;
+}
+inline void FailNext(Kind kind, DWORD code) {
+    Fail({kind, code});
+}
+inline int Count(Kind kind) {
+    return static_cast<int>(std::count_if(Log().begin(), Log().end(),
+                                          [kind](const Call& call) { return call.kind == kind; }));
+}
 /** The calls as one line, such as "seek 80, write 80+100, flush". */
 std::string Told();
 /** Handles given out and not given back. */
 int OpenHandles();
-
-/** Takes the place of an earlier order of this sort. */
-void Fail(const Fault& fault);
-void FailNext(Kind kind, DWORD code, int after = 0);
-/** From now on transfers of this kind succeed with at most that many bytes; 0 moves none. */
-void MoveAtMost(Kind kind, DWORD bytes);
-/** Whether a call has failed on order since Reset. */
-bool Fired();
 
 }  // namespace TestPlatform
 

@@ -1,0 +1,258 @@
+// Every platform call and every allocation of the workloads fails in turn; and what a stopped writer
+// and a power cut leave, rebuilt from the writes of the workloads.
+
+#include <cerrno>
+#include <set>
+#include <unordered_set>
+
+#include "doubles/CountingAllocator.h"
+#include "faults/Bench.h"
+
+namespace Faults {
+namespace {
+
+using namespace TestPlatform;
+constexpr Kind kMemory = kKinds;
+
+/** Calls that fail, the codes that they can have, and those of what is then raised. */
+const struct {
+    Kind kind;
+    std::vector<DWORD> codes;
+    std::set<int> raised;
+} kCalls[] = {
+    {Open, {ENOENT}, {17, 18}},
+    {Open, {EACCES, EBUSY, EMFILE, EIO}, {17}},
+    {Seek, {EINVAL, EBADF}, {17}},
+    {Read, {EIO, EBADF}, {20}},
+    {Read, {0}, {0, 5, 9, 13, 24, 25}},  // moves nothing: has met the file's end
+    {Write, {EIO, ENOSPC, EDQUOT, EFBIG}, {21}},
+    {Write, {0}, {23}},  // moves nothing
+    {Flush, {EIO, ENOSPC, EDQUOT}, {17}},
+    {Size, {EIO, EBADF}, {17}},
+    {CloseFile, {EIO, EDQUOT}, {0, 19}},  // 0: in a destructor
+};
+
+class Sweep : public testing::Test {
+protected:
+    /** Fails the n-th call for every n until none fires any more, once and for ever, with both ways
+        to go on. */
+    void Each(const Workload& workload, const std::set<int>& codes, Fault fault,
+              unsigned stride = 1) {
+        for (const unsigned run : {0u, 1u, 2u, 3u}) {
+            fault.forEver = run >= 2 || fault.full;
+            fault.after = 0;
+            while (Run(workload, codes, fault, run % 2 != 0)) {
+                mKinds.insert(fault.kind);
+                fault.after += static_cast<int>(stride * Stride());
+            }
+        }
+    }
+
+    /** False if the fault didn't fire. */
+    bool Run(const Workload& workload, const std::set<int>& codes, const Fault& fault,
+             bool closes) {
+        SCOPED_TRACE(
+            workload.mName + ": kind, code, after, for ever, full, tear, most, closes = " +
+            testing::PrintToString(std::tuple(fault.kind, fault.code, fault.after, fault.forEver,
+                                              fault.full, fault.tear, fault.most, closes)));
+        const bool memory = fault.kind == kMemory;
+        MemoryFiles::All().clear();
+        Reset();
+        const long blocks = TestAllocator::LiveBlocks();
+        memory ? TestAllocator::FailAt(fault.after + 1, fault.forEver) : Fail(fault);
+        const auto [step, raised] = workload.Run(closes);
+        TestAllocator::Disarm();
+        const bool fired = memory ? TestAllocator::Fired() : gFired;
+        EXPECT_EQ(OpenHandles(), 0);
+        EXPECT_EQ(TestAllocator::LiveBlocks(), blocks);
+        EXPECT_TRUE(fired ? codes.count(raised) != 0 : raised == 0) << raised;
+        const int sort = fault.most != Fault().most ? 3 : fault.tear != 0 ? 2 : fault.full ? 1 : 0;
+        for (const auto& file : workload.mSteps.back().before) {
+            const Pools expected = workload.Expect(file.first, step, step + 1);
+            const bool mayRefuse =
+                (raised != 0 && sort >= 2) ||
+                (workload.CopiesOver(file.first, step) && (fault.forEver || !closes));
+            MemoryFiles::At(file.first);  // empty, if it is missing
+            mUnmendable[sort] += Check(expected, file.first, mayRefuse) != 0;
+        }
+        mPoints += fired;
+        return fired && !HasFailure();
+    }
+
+    int mPoints = 0;
+    int mUnmendable[4] = {};  // of each sort of faults
+    std::set<Kind> mKinds;
+};
+
+TEST_F(Sweep, AFailedCallIsItsExceptionAndCostsNothingThatWasWritten) {
+    for (const Workload& workload : Workload::All()) {
+        for (const auto& [kind, codes, raised] : kCalls) {
+            for (const DWORD code : codes) {
+                Each(workload, raised, {kind, code});
+            }
+        }
+        Each(workload, {21}, {Write, ENOSPC, 0, true, true}, 37);
+        for (const DWORD tear : {30u, 33u, 100u}) {
+            Each(workload, {21}, {Write, EIO, 0, false, false, tear});
+        }
+        for (const auto& [most, stride] : {std::pair(1u, 211u), {7u, 31u}, {50u, 5u}}) {
+            Each(workload, {21}, {Write, EIO, 0, false, false, 0, most}, stride);
+            Each(workload, {20}, {Read, EIO, 0, false, false, 0, most}, stride);
+        }
+    }
+    EXPECT_EQ(mKinds.size(), size_t{kKinds});
+    std::printf(
+        "fault sweep: %zu workloads, %d I/O points, in the unmendable case: %d of failed "
+        "calls, %d of a full disk, %d of writes that failed and tore, %d of cut transfers\n",
+        Workload::All().size(), mPoints, mUnmendable[0], mUnmendable[1], mUnmendable[2],
+        mUnmendable[3]);
+    EXPECT_GE(static_cast<unsigned>(mPoints) * Stride(), 20000u);
+}
+
+TEST_F(Sweep, AFailedAllocationIsBadAllocAndCostsNothingThatWasWritten) {
+    for (const Workload& workload : Workload::All()) {
+        Each(workload, {kNoMemory}, {kMemory, ENOMEM});
+    }
+    std::printf("fault sweep: %zu workloads, %d allocation points, %d in the unmendable case\n",
+                Workload::All().size(), mPoints, mUnmendable[0]);
+    EXPECT_GE(static_cast<unsigned>(mPoints) * Stride(), 5000u);
+}
+
+constexpr size_t kPiece = 512;  // a device writes that many bytes whole or not at all
+constexpr size_t kAllSubsetsUpTo = 12;
+constexpr size_t kSamples = 120000;
+
+/** The file with the first bytes of the write. */
+string With(string content, const Call& write, size_t count) {
+    if (count != 0) {
+        content.resize(std::max<size_t>(content.size(), write.position + count));
+        content.replace(write.position, count, write.bytes, 0, count);
+    }
+    return content;
+}
+
+bool WritesHeader(const Call& call) {
+    return call.bytes.size() >= 80 && call.bytes.size() % 32 == 16 && call.bytes[0] == '\x89';
+}
+bool Creates(const Call& call) {
+    return call.kind == Open && call.asked == CREATE_ALWAYS;
+}
+
+class CrashStates : public testing::Test {
+protected:
+    /** Hands on the calls on each file of each workload, with the number of their step. The last is
+        one that creates the file anew. */
+    template <class Action>
+    void EachCall(Action action) {
+        for (const Workload& workload : Workload::All()) {
+            mWorkload = &workload;
+            MemoryFiles::All().clear();
+            const size_t end = workload.mSteps.size() - 1;
+            for (const auto& [path, pools] : workload.mSteps[end].before) {
+                mPath = path;
+                SCOPED_TRACE(workload.mName + ", file " + path);
+                for (size_t step = 0; step < end; ++step) {
+                    for (const Call& call : workload.mSteps[step].calls) {
+                        call.path == path ? action(call, step) : void();
+                    }
+                }
+                action({Open, path, 0, CREATE_ALWAYS, 0, ""}, end);
+            }
+        }
+    }
+
+    /** Opens the state, unless it was there under the same expectation. */
+    void Try(const string& content, bool mayRefuse) {
+        const size_t hash = std::hash<string>()(content);
+        mStates.insert(hash);
+        if (!HasFailure() && mSeen.insert(hash).second) {
+            MemoryFiles::At(mPath).Set(content);
+            ++mCounts[Check(mExpected, mPath, mayRefuse)];
+        }
+    }
+
+    /** What a power cut can leave of the writes since the last flush, of which these are the states
+        of the file: each piece as one of them has it, and its length. */
+    void Cut(std::vector<string> states, bool mayRefuse) {
+        std::set<size_t> lengths, changed;
+        for (string& state : states) {
+            lengths.insert(state.size());
+            state.resize(states.back().size());
+            for (size_t at = 0; at < state.size(); at += kPiece) {
+                if (state.compare(at, kPiece, states[0], at, kPiece) != 0) {
+                    changed.insert(at);
+                }
+            }
+        }
+        const bool all = changed.size() <= kAllSubsetsUpTo;
+        const size_t subsets = all ? size_t{1} << changed.size() : 0;
+        for (const size_t length : lengths) {
+            for (size_t i = 0; i < subsets + kSamples / (all ? 100 : 1); i += Stride()) {
+                string state = states[0];
+                size_t bits = i;  // tell which pieces came
+                for (const size_t at : changed) {
+                    const size_t last = states.size() - 1;
+                    const size_t from = i < subsets ? bits % 2 * last : mRandom() % states.size();
+                    state.replace(at, kPiece, states[from], at, kPiece);
+                    bits /= 2;
+                }
+                Try(state.substr(0, length), mayRefuse);
+            }
+        }
+    }
+
+    void Print(const char* what) {
+        std::printf("%s: %zu workloads, %zu distinct states; %zu sound", what,
+                    Workload::All().size(), mStates.size(), mCounts[0]);
+        const char* const refusals[] = {"CorruptHeader", "NotOxbowFile", "NeedUpgrade",
+                                        "UserSigMismatch", "CorruptDirectory"};
+        for (int code = kFirstRefusal; code <= kLastRefusal; ++code) {
+            std::printf(", %zu OxbowExc%s", mCounts[code], refusals[code - kFirstRefusal]);
+        }
+        std::printf("\n");
+    }
+
+    std::mt19937 mRandom{20};
+    const Workload* mWorkload = nullptr;
+    string mPath;
+    Pools mExpected;
+    std::unordered_set<size_t> mStates, mSeen;
+    std::map<int, size_t> mCounts;  // by the codes of the refusals
+};
+
+TEST_F(CrashStates, AfterAStopEverythingWrittenReadsBackUnlessItTearsAHeader) {
+    string content;
+    EachCall([&](const Call& call, size_t step) {
+        mExpected = mWorkload->Expect(mPath, step, step + 1);
+        mSeen.clear();
+        const bool inCopy = mWorkload->CopiesOver(mPath, step);
+        for (size_t count = 0; count == 0 || count < call.bytes.size(); count += Stride()) {
+            Try(With(content, call, count), inCopy || (WritesHeader(call) && count != 0));
+        }
+        content = Creates(call) ? "" : With(content, call, call.bytes.size());
+    });
+    Print("stopped process");
+}
+
+TEST_F(CrashStates, APowerCutCostsNothingThatWasFlushedUnlessAHeaderIsBeingChanged) {
+    std::vector<string> states = {""};  // since the last flush
+    bool changesHeader = false;
+    size_t sure = 0;
+    EachCall([&](const Call& call, size_t step) {
+        if (call.kind == Write) {
+            states.push_back(With(states.back(), call, call.bytes.size()));
+            changesHeader |= WritesHeader(call) && states.back() != states[states.size() - 2];
+        } else if (call.kind == Flush || Creates(call)) {
+            mExpected = mWorkload->Expect(mPath, sure, step + 1);
+            mSeen.clear();
+            Cut(states, std::exchange(changesHeader, false));
+            states = {Creates(call) ? "" : states.back()};
+            sure = Creates(call) ? 0 : step;
+        }
+    });
+    Print("power cut");
+    EXPECT_GE(mStates.size() * Stride(), 1000000u);
+}
+
+}  // namespace
+}  // namespace Faults
