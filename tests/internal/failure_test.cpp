@@ -30,6 +30,22 @@ TEST_F(Failures, ToFindRoomForAPoolKeepNothingElseFromTheDevice) {
     EXPECT_EQ(Get(again.AddFile(Name("a"), Document::AccessReadOnly).Start(), 4), "xx23");
 }
 
+TEST_F(Failures, OfALongCopyLeaveWhatStoodBeforeIt) {
+    Document document("TEST");
+    OxbowRpm_File source = document.AddFile(Name("source"), Document::AccessCreate);
+    const std::string data(600000, 's');
+    Put(source, data);
+    mPlace = Put(mOther, "data");
+    for (int write = 0; write < 3; ++write) {  // the chunks
+        Fail({Write, 28, write});
+        EXPECT_THROW(mOther.AppendPool(source.Pool()), OxbowExcWriteError);
+        EXPECT_TRUE(gFired && mOther.PoolCount() == 1 && Get(mPlace, 4) == "data");
+    }
+    mOther.AppendPool(source.Pool());
+    EXPECT_EQ(Get(mOther.Start(), data.size()), data);
+    EXPECT_EQ(Get(mOther.Pool(0).Start(), 4), "data");
+}
+
 TEST_F(Failures, OfAFlushLeaveTheFileOpenAndOfTheMemoryTheDocument) {
     FailNext(Flush, 5);
     EXPECT_THROW(mDocument.Close(mOther), OxbowExcSystemError);

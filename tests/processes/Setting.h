@@ -1,6 +1,7 @@
 #ifndef OXBOW_TEST_SETTING_H
 #define OXBOW_TEST_SETTING_H
 
+#include <algorithm>
 #include <cstdlib>
 #include <random>
 #include <string>
@@ -12,7 +13,7 @@ inline unsigned Setting(const char* name, unsigned otherwise) {
 }
 /** Every how manieth case is run. */
 inline unsigned Stride() {
-    return Setting("OXBOW_FAULT_STRIDE", OXBOW_FAULT_STRIDE);
+    return std::max(1u, Setting("OXBOW_FAULT_STRIDE", OXBOW_FAULT_STRIDE));
 }
 inline unsigned Seed() {
     return Setting("OXBOW_SEED", std::random_device()());
