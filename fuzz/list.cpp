@@ -1,4 +1,4 @@
-// Lists that share with one another, against std::vector: the bytes choose the edits and what fails.
+// Lists that share with one another, against std::vector: the bytes choose edits and what fails.
 #include "internal/ListWorld.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {

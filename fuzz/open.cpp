@@ -1,6 +1,6 @@
 // Two files that nobody vouches for: opened and read, and with OXBOW_FUZZ_MODIFY also changed.
-// Input: a byte of choices; then "a", beside which "b" is the sample's; or two bytes for the length of
-// "a", then both.
+// Input: a byte of choices; then "a", beside which "b" is the sample's; or two bytes for the length
+// of "a", then both.
 
 #include "hostile/Model.h"
 

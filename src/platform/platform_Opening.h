@@ -4,8 +4,8 @@
 #include "platform/platform_FileCalls.h"
 #include "platform/platform_OpenFile.h"
 
-// Opens the regular file at the path as CreateFileA tells. Gives 0 or an errno value; a refused open
-// has not touched the file's content.
+// Opens the regular file at the path as CreateFileA tells. Gives 0 or an errno value; a refused
+// open has not touched the file's content.
 int platform_OpenAt(platform_OpenFile& file, const char* path, DWORD access, DWORD share,
                     DWORD disposition);
 

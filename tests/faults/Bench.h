@@ -64,6 +64,8 @@ inline Pools ReadAll(const OxbowRpm_File& file) {
     return pools;
 }
 
+enum Ending { Leaves, Closes, StartsPools };
+
 /** One run of a workload. */
 class Bench {
 public:
@@ -100,15 +102,15 @@ public:
         return code;
     }
     /** As a host does after a failure that it doesn't take for one of the whole document: it writes
-        more, and leaves, or starts pools and closes. */
-    void GoOn(bool closes) {
+        more, and leaves, or closes, or starts pools before. */
+    void GoOn(Ending ending) {
         for (Side& side : mSides) {
             for (auto& entry : side.files) {
                 OxbowRpm_File& file = entry.second;
                 CodeOf([&] { file.Allocate(20).Write(20, string(20, '\0').data()); });
-                CodeOf([&] { closes ? StartPool(file) : void(); });
+                CodeOf([&] { ending == StartsPools ? StartPool(file) : void(); });
             }
-            CodeOf([&] { closes&& side.document ? side.document->Close() : void(); });
+            CodeOf([&] { ending != Leaves&& side.document ? side.document->Close() : void(); });
         }
     }
 
@@ -192,16 +194,16 @@ struct Workload {
         return all;
     }
 
-    /** Runs it with the orders that the doubles have got. Gives the number of the steps done, and the
-        code of what the next one has raised, 0 if none did. */
-    std::pair<size_t, int> Run(bool closes) const {
+    /** Runs it with the orders that the doubles have got. Gives the number of the steps done, and
+        the code of what the next one has raised, 0 if none did. */
+    std::pair<size_t, int> Run(Ending ending) const {
         Bench bench(mName);
         int code = 0;
         size_t done = 0;
         while (done < mSteps.size() - 1 && (code = bench.Do(mSteps[done].words)) == 0) {
             ++done;
         }
-        code != 0 ? bench.GoOn(closes) : void();
+        code != 0 ? bench.GoOn(ending) : void();
         return {done, code};
     }
 
@@ -236,9 +238,9 @@ struct Workload {
     std::vector<Step> mSteps;  // and an empty one
 };
 
-/** Opens the file read-only and for update. Gives the code of the header check that refuses it, with
-    every byte of its pools in place but for references, or 0 if it is sound. Anything else fails the
-    test. */
+/** Opens the file read-only and for update. Gives the code of the header check that refuses it,
+    with every byte of its pools in place but for references, or 0 if it is sound. Anything else
+    fails the test. */
 inline int Check(const Pools& expected, const string& path, bool mayRefuse) {
     int code = 0;
     for (const auto mode : {kRead, Document::AccessUpdate}) {

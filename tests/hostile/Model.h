@@ -33,9 +33,9 @@ int Expect(const string& what, const vector<int>& codes, Action action) {
     return allowed ? got : throw std::logic_error(what + ": code " + std::to_string(got));
 }
 
-/** A document over files that nobody vouches for, beside the bytes that they must have: every answer,
-    every refusal and every byte written is held against the format's page. What differs is raised as
-    std::logic_error. */
+/** A document over files that nobody vouches for, beside the bytes that they must have: every
+    answer, every refusal and every byte written is held against the format's page. What differs is
+    raised as std::logic_error. */
 class Model {
 public:
     explicit Model(OxbowRpm_Document::AccessMode mode) : mMode(mode) {}
@@ -201,6 +201,9 @@ private:
         }
         const auto index = static_cast<unsigned>(y % from.chain.size());
         const Pool& pool = *from.chain[index];
+        if (pool.End() - pool.start > 4 * kMost) {
+            return;  // a copy costs what the file seems to hold
+        }
         const string copied = Bytes(*pool.file, pool.start, pool.length);
         const bool bound = mBound[pool.uuids[0]] != nullptr;
         const bool fits = held.chain.back()->length <= kLongest;

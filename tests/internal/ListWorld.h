@@ -136,8 +136,8 @@ struct cow_ListPeer {
         Do(edits[Below(4) == 0 ? any : grows || length == 0 ? 3 : 0], list, model);
     }
 
-    /** Or else fails at one of the edit's allocations and element copies, which leaves all as it was.
-        Where elements are assigned, it leaves a sound list, which may hold one of them twice. */
+    /** Or else fails at one of the edit's allocations and element copies, which leaves all as it
+        was. Where elements are assigned, it leaves a sound list, which may hold one of them twice. */
     void Do(const Edit& edit, List& list, Ints& model) {
         const auto before = Check();
         TestAllocator::FailAt(Below(1 + Below(40)));  // the earlier the likelier; 0 is none

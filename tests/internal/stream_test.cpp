@@ -1,4 +1,4 @@
-// Streams over memory and over pools: a table of values through all, and random calls on plain bytes.
+// Streams over memory and over pools: a table of values through all, and random calls on bytes.
 #include <random>
 
 #include "doubles/CountingAllocator.h"
@@ -33,7 +33,7 @@ protected:
         mOut.reset();
         return mInMemory ? mMemory : Get(mPlace, mMemory.size());
     }
-    /** Prepares or moves a block, the next of mData; gives the code of what is raised, 0 for none. */
+    /** Prepares or moves a block, the next of mData; gives the code of what is raised. */
     int Call(bool prepares, uint64_t n) {
         return CodeOf([&] {
             string part = mData.substr(mDone, n), got(prepares ? 0 : n, '?');

@@ -35,8 +35,8 @@ public:
     /** Whether the last step writes a header where there was none. */
     bool WritesHeader() const { return mHeader; }
     void OpenAgain() { mFile = mDocument.emplace("proc").AddFile(mName, Document::AccessUpdate); }
-    /** Each takes the place of the one before, with a longer header. A failed step can have taken away
-        the last one without data, so this is how to go on. */
+    /** Each takes the place of the one before, with a longer header. A failed step can have taken
+        away the last one without data, so this is how to go on. */
     void NewPools() {
         for (auto count = 1 + mRandom() % 8; count != 0; --count) {
             mFile.NewPool();

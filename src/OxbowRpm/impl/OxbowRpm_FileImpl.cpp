@@ -236,12 +236,23 @@ std::uint32_t OxbowRpm_FileImpl::PoolCount() const {
 }
 
 void OxbowRpm_FileImpl::Flush() {
-    // A pool that found no room for its header holds nothing yet. It must not keep the others from
-    // the device.
-    if (!ReadOnly() && mCurrentPoolIndex >= 0 && LastPool()->HeaderIsStored()) {
-        LastPool()->WriteHeader();
+    if (!ReadOnly() && mCurrentPoolIndex >= 0) {
+        WriteLastHeader();
     }
     mOSFile.Flush();
+}
+
+void OxbowRpm_FileImpl::WriteLastHeader() {
+    if (LastPool()->HeaderIsStored()) {
+        LastPool()->WriteHeader();
+        return;
+    }
+    const mem_BufferOwner header = LastPool()->HeaderBuffer();
+    try {
+        LastPool()->MakeMutable(header);
+    } catch (const FennelException&) {
+        // NewPool has told of it, and the pool holds nothing. The rest must reach the device.
+    }
 }
 
 void OxbowRpm_FileImpl::Close() {

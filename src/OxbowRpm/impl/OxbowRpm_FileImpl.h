@@ -73,6 +73,7 @@ private:
     void RefuseNewPoolIfReadOnly() const;
     bool CurrentPoolIsEmpty() const;
     OxbowRpm_PoolImpl* LastPool() const;
+    void WriteLastHeader();
     void SeekFor(std::uint64_t position);
 
     OxbowRpm_DocumentImpl* mDocument;

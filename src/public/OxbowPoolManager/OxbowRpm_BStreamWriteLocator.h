@@ -15,8 +15,9 @@
     (requested, buffer size) when a request exceeds the buffer; nothing was accepted then, though
     buffered bytes may have been written. OxbowExcCantDerefLocator, OxbowExcIOBounds,
     OxbowExcWriteReadOnly and the platform's failures pass through, and the bytes held back stay
-    held. The destructor lets its failure through, unless an exception that came up in the stream's
-    life is on its way: then it drops its own. Destroy the stream where an exception can be handled.
+    held. The destructor lets its failure through, unless more exceptions are on their way than when
+    the stream was made: then it drops its own. Destroy the stream where an exception can be
+    handled.
     While the pool is not open, SourceDir, and with it a locator that is written, ends the process.
     Durability: what was written is on the device when OxbowRpm_File::Flush has come back.
     Units: bytes. */

@@ -84,9 +84,9 @@ public:
         OxbowExcCantDerefLocator until the file is added again. Raises OxbowExcCantGetFile if the
         file is not among the open files of this document, what OxbowRpm_File::Flush raises (the
         file is open then, as before), and OxbowExcFileCloseFailed (its locators raise
-        OxbowExcCantDerefLocator then, and the handle must not be used again; the document's own
-        Flush and Close fail at this file from then on, so flush and close the others one by one,
-        and destroy the document). */
+        OxbowExcCantDerefLocator then, and the handle must not be used again; if the file was
+        writable the document's own Flush and Close fail at it from then on, so flush and close the
+        others one by one, and destroy the document). */
     void Close(const OxbowRpm_File& file);
 
     /** Classifies a file by its first nine bytes; needs no document. Raises OxbowExcNoSuchFile,

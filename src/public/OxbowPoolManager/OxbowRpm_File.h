@@ -38,7 +38,7 @@ public:
         OxbowExcSystemError). A lack of memory leaves the pools as they were. After a failed write
         all stored bytes are in place, and can be flushed and closed, but a last pool without data
         may be gone, and the last pool refuse to grow, until NewPool has been called again with
-        success. */
+        success or a Flush has found room for the header. */
     void NewPool();
 
     /** Copies a pool of another document, header, directory and data as they stand, and makes it
@@ -52,9 +52,11 @@ public:
         A failed transfer, a source that changes meanwhile (OxbowExcShortPool and the failures of a
         header), and OxbowExcValidationFailure past 46340 pools come later: the bytes copied so far
         stay behind the last pool and become part of it, at the next NewPool or when the file is
-        opened again. If that pool had no data it is gone, and unless a pool is started in its place
-        the file ends in those bytes: it may not open again, or show the part that was copied as a
-        pool of the source's UUID. Store something in a pool before you append behind it. */
+        opened again. If only the last steps failed, the last pool can refuse to grow until NewPool
+        has been called, and the copy can be found as a pool when the file is opened again. If the
+        last pool had no data it is gone, and unless a pool is started in its place the file ends in
+        those bytes: it may not open again, or show the part that was copied as a pool of the
+        source's UUID. Store something in a pool before you append behind it. */
     void AppendPool(const OxbowRpm_Pool& source);
 
     /** Whether the file was opened with AccessReadOnly. */
@@ -70,7 +72,8 @@ public:
     /** Rewrites the last pool's header and waits until everything written is on the device. Does
         nothing on a read-only file. Raises OxbowExcWriteError, OxbowExcShortWrite,
         OxbowExcSystemError; once the device has refused, no later flush of this file is reported as
-        done. A pool that NewPool found no room for is passed over. */
+        done. A header that NewPool couldn't write is tried once more; if that fails, too, the rest
+        is flushed all the same. */
     void Flush();
 
     /** The name that AddFile was given. */
