@@ -102,16 +102,20 @@ public:
         return code;
     }
     /** As a host does after a failure that it doesn't take for one of the whole document: it writes
-        more, and leaves, or closes, or starts pools before. */
-    void GoOn(Ending ending) {
+        more, and leaves, or closes, or starts pools before. Gives the code of what closing raises. */
+    int GoOn(Ending ending) {
+        int closed = 0;
         for (Side& side : mSides) {
             for (auto& entry : side.files) {
                 OxbowRpm_File& file = entry.second;
                 CodeOf([&] { file.Allocate(20).Write(20, string(20, '\0').data()); });
                 CodeOf([&] { ending == StartsPools ? StartPool(file) : void(); });
             }
-            CodeOf([&] { ending != Leaves&& side.document ? side.document->Close() : void(); });
+            if (ending != Leaves && side.document != nullptr) {
+                closed += CodeOf([&] { side.document->Close(); });
+            }
         }
+        return closed;
     }
 
 private:
@@ -194,17 +198,19 @@ struct Workload {
         return all;
     }
 
-    /** Runs it with the orders that the doubles have got. Gives the number of the steps done, and
-        the code of what the next one has raised, 0 if none did. */
-    std::pair<size_t, int> Run(Ending ending) const {
+    struct Outcome {
+        size_t steps;        // done
+        int raised, closed;  // codes of what the next one has raised, and closing behind it
+    };
+    /** Runs it with the orders that the doubles have got. */
+    Outcome Run(Ending ending) const {
         Bench bench(mName);
         int code = 0;
         size_t done = 0;
         while (done < mSteps.size() - 1 && (code = bench.Do(mSteps[done].words)) == 0) {
             ++done;
         }
-        code != 0 ? bench.GoOn(ending) : void();
-        return {done, code};
+        return {done, code, code != 0 ? bench.GoOn(ending) : 0};
     }
 
     Pools Before(const string& path, size_t step) const {

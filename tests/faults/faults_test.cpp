@@ -66,12 +66,14 @@ protected:
         Reset();
         const long blocks = TestAllocator::LiveBlocks();
         memory ? TestAllocator::FailAt(fault.after + 1, fault.forEver) : Fail(fault);
-        const auto [step, raised] = workload.Run(ending);
+        const auto [step, raised, closed] = workload.Run(ending);
         TestAllocator::Disarm();
         const bool fired = memory ? TestAllocator::Fired() : gFired;
         EXPECT_EQ(OpenHandles(), 0);
         EXPECT_EQ(TestAllocator::LiveBlocks(), blocks);
         EXPECT_TRUE(fired ? codes.count(raised) != 0 : raised == 0) << raised;
+        const bool mayStayOpen = fault.kind == Flush || fault.kind == CloseFile;
+        EXPECT_TRUE(closed == 0 || mayStayOpen || (fault.forEver && !fault.full)) << closed;
         const int sort = fault.most != Fault().most ? 3 : fault.tear != 0 ? 2 : fault.full ? 1 : 0;
         mPartial[sort] += std::count_if(Log().begin(), Log().end(), [](const Call& call) {
             return call.kind == Write && !call.bytes.empty() && call.bytes.size() < call.asked;
