@@ -1,7 +1,4 @@
-# Files that nobody vouches for, in memory; the fuzzers read theirs with the same code. A sanitizer's build runs
-# every 25th case; OXBOW_FAULT_STRIDE in the environment is stronger.
-string(FIND "${CMAKE_CXX_FLAGS}" "-fsanitize" oxbow_sanitized)
-set(oxbow_stride OXBOW_FAULT_STRIDE=$<IF:$<EQUAL:${oxbow_sanitized},-1>,1,25>)
+# Files that nobody vouches for, in memory; the fuzzers read theirs with the same code.
 add_executable(hostile_tests hostile/hostile_test.cpp ${oxbow_doubles} doubles/MemoryFiles.cpp)
 oxbow_target_flags(hostile_tests)
 target_compile_definitions(hostile_tests PRIVATE ${oxbow_stride})

@@ -1,5 +1,4 @@
 # Real processes on the product as it ships, and threads: on several documents, and on one file's inside.
-# The rounds of the first follow OXBOW_FAULT_STRIDE as the hostile files do.
 add_executable(processes_test processes/processes_test.cpp)
 oxbow_target_flags(processes_test)
 target_compile_definitions(processes_test PRIVATE ${oxbow_stride})
