@@ -6,12 +6,8 @@ include(CMakePackageConfigHelpers)
 set(oxbow_headers_dir "${CMAKE_INSTALL_INCLUDEDIR}/OxbowPoolManager")
 set(oxbow_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/OxbowPoolManager")
 
-# The headers themselves, not the links by which a build reaches them.
-install(FILES ${OXBOW_PUBLIC_HEADERS} DESTINATION "${oxbow_headers_dir}" COMPONENT development)
-foreach(header IN LISTS OXBOW_LOWER_HEADERS)
-  cmake_path(GET header PARENT_PATH folder)
-  install(FILES "src/${header}" DESTINATION "${oxbow_headers_dir}/${folder}" COMPONENT development)
-endforeach()
+install(DIRECTORY "${OXBOW_INCLUDE_DIR}/OxbowPoolManager/" DESTINATION "${oxbow_headers_dir}"
+        COMPONENT development FILES_MATCHING PATTERN "*.h")
 
 # Each kind has a list of targets of its own, in which it bears the one name that programs use.
 function(oxbow_install_kind target kind)

@@ -3,7 +3,7 @@
 if(TARGET OxbowPoolManager_static AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
   add_test(NAME install.CanBeMovedAndItsHeadersStandAlone
            COMMAND "${CMAKE_COMMAND}" "-DBUILD=${PROJECT_BINARY_DIR}" "-DTREE=${PROJECT_SOURCE_DIR}"
-                   "-DCOMPILER=${CMAKE_CXX_COMPILER}" "-DHEADERS=${OXBOW_LOWER_HEADERS}"
+                   "-DCOMPILER=${CMAKE_CXX_COMPILER}"
                    "-DSCRATCH=${CMAKE_CURRENT_BINARY_DIR}/install" "-DPREFIX=${CMAKE_INSTALL_PREFIX}"
                    -P "${CMAKE_CURRENT_LIST_DIR}/public/check_install.cmake")
   add_test(NAME exports.LoadingTheLibraryRunsNoneOfItsCode

@@ -4,8 +4,8 @@
 // The bodies stay inside the library: each instance is made once, in the source where its target is
 // a complete class, and everybody else links to it.
 
-#include <OxbowPoolManager/OxbowRpm_Assert.h>
 #include <OxbowPoolManager/PrivateInterfaces/OxbowRpm_StrongRef.h>
+#include <OxbowPoolManager/base/OxbowRpm_Assert.h>
 #include <OxbowPoolManager/base/mem_Functions.h>
 
 /** Destroys a target that could not be given its counts, so that the caller has nothing to clean

@@ -17,8 +17,7 @@ std::uint32_t DrawFromSystem() {
     while (getentropy(&value, sizeof value) != 0) {
         if (errno != EINTR) {
             const FennelSystemError error(static_cast<std::uint32_t>(errno));
-            FennelExcNoEntropy failure(error);
-            failure.Throw(__FILE__, __LINE__);
+            FennelExcNoEntropy(error).Throw(__FILE__, __LINE__);
         }
     }
     return value;

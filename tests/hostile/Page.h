@@ -90,7 +90,7 @@ inline int Parse(MemoryFile& file, vector<PoolRef>& chain, vector<string>& known
             length = length * 10 + static_cast<uint64_t>(static_cast<signed char>(head[i]) - '0');
         }
         const uint64_t count = Number(head, 44, 4), size = 48 + 32 * count, left = file.length - at;
-        if (length > UINT64_MAX - at || count == 0 || size > INT32_MAX || size > left) {
+        if (length > UINT64_MAX - at || count == 0 || count > 46340 || size > left) {
             return length > UINT64_MAX - at ? Header : Directory;
         }
         Pool pool{{}, at, length == 0 ? left : length, head.substr(36, 8), &file};

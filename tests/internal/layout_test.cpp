@@ -1,7 +1,7 @@
 // The one field of the header that is text, with the numbers that no file of the other tests has.
 #include <gtest/gtest.h>
 
-#include "OxbowRpm/impl/OxbowRpm_Header.h"
+#include "format/OxbowRpm_Header.h"
 
 TEST(Layout, LengthFieldHasSixteenDigits) {
     for (const std::uint64_t length : {0ull, 180ull, 9999999999999999ull, 10000000000000007ull}) {

@@ -1,6 +1,6 @@
-# Installs the build BUILD of the tree TREE below SCRATCH and moves it. It holds exactly the public headers and
-# HEADERS, as files that COMPILER takes each alone. No file names a folder that it came from, nor PREFIX, for
-# which the build was configured.
+# Installs the build BUILD of the tree TREE below SCRATCH and moves it. It holds exactly the public headers,
+# which COMPILER takes each alone. No file names a folder that it came from, nor PREFIX, for which the build was
+# configured.
 cmake_minimum_required(VERSION 3.25)
 set(prefix "${SCRATCH}/moved")
 file(REMOVE_RECURSE "${SCRATCH}")
@@ -8,8 +8,8 @@ execute_process(COMMAND "${CMAKE_COMMAND}" --install "${BUILD}" --prefix "${SCRA
                 COMMAND_ERROR_IS_FATAL ANY)
 file(RENAME "${SCRATCH}/first" "${prefix}")
 
-file(GLOB wanted RELATIVE "${TREE}/src/public/OxbowPoolManager" "${TREE}/src/public/OxbowPoolManager/*.h")
-list(APPEND wanted ${HEADERS})
+set(public "${TREE}/src/public/OxbowPoolManager")
+file(GLOB_RECURSE wanted RELATIVE "${public}" "${public}/*.h")
 list(SORT wanted)
 set(include "${prefix}/include")
 file(GLOB_RECURSE found LIST_DIRECTORIES false RELATIVE "${include}/OxbowPoolManager" "${include}/*")
@@ -31,8 +31,6 @@ foreach(file IN LISTS installed)
     if(told)
       message(FATAL_ERROR "${file} names a folder that it came from: ${told}")
     endif()
-  elseif(file MATCHES "\\.h$")
-    message(FATAL_ERROR "${file} is a link")
   endif()
 endforeach()
 

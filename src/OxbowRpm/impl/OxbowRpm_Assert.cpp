@@ -1,5 +1,5 @@
 #include <OxbowPoolManager/OxbowExceptions.h>
-#include <OxbowPoolManager/OxbowRpm_Assert.h>
+#include <OxbowPoolManager/base/OxbowRpm_Assert.h>
 
 #include <cstdio>
 
@@ -16,6 +16,5 @@ void OxbowRpm_Assert::ReportValidationFailure(const char* expression, const char
                  "Put Stop in OxbowRpm_Assert::ReportValidationFailure to find occurrence\n");
     std::fflush(stderr);
     // The exception names this place; the one that failed stands in the report.
-    OxbowExcValidationFailure failure;
-    failure.Throw(__FILE__, __LINE__);
+    OxbowExcValidationFailure().Throw(__FILE__, __LINE__);
 }

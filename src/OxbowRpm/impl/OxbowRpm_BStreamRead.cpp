@@ -4,9 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "OxbowRpm/impl/OxbowRpm_Bytes.h"
-#include "OxbowRpm/impl/OxbowRpm_StringForm.h"
 #include "base/mem_BufferOwner.h"
+#include "format/OxbowRpm_StoredForms.h"
 
 namespace {
 
@@ -15,8 +14,7 @@ std::uint32_t ReadLength(OxbowRpm_BStreamRead& stream) {
     std::int32_t length = 0;
     stream.Read(length);
     if (length < 0) {
-        OxbowExcValidationFailure failure;
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcValidationFailure().Throw(__FILE__, __LINE__);
     }
     return static_cast<std::uint32_t>(length);
 }
@@ -46,14 +44,14 @@ class StringBody {
 public:
     explicit StringBody(OxbowRpm_BStreamRead& stream)
         : mLength(ReadLength(stream)),
-          mRoom(std::min(OxbowRpm_PaddedLength(mLength), kPiece)),
+          mRoom(std::min(OxbowRpm_StoredString::PaddedLength(mLength), kPiece)),
           mBuffer(NewBuffer(mRoom)) {
         stream.ReadBlock(mBuffer.Bytes(), mRoom);
         while (mRoom < mLength && !HasEnd()) {
             Grow(stream);
         }
         if (mRoom < mLength) {
-            Skip(stream, OxbowRpm_PaddedLength(mLength) - mRoom);
+            Skip(stream, OxbowRpm_StoredString::PaddedLength(mLength) - mRoom);
         }
         mBuffer.Bytes()[std::min(mLength, mRoom)] = '\0';
     }
@@ -64,7 +62,8 @@ private:
     bool HasEnd() const { return std::memchr(mBuffer.Bytes(), 0, mRoom) != nullptr; }
 
     void Grow(OxbowRpm_BStreamRead& stream) {
-        const std::uint32_t more = std::min(OxbowRpm_PaddedLength(mLength) - mRoom, mRoom);
+        const std::uint32_t more =
+            std::min(OxbowRpm_StoredString::PaddedLength(mLength) - mRoom, mRoom);
         mem_BufferOwner larger(NewBuffer(mRoom + more));
         std::memcpy(larger.Bytes(), mBuffer.Bytes(), mRoom);
         stream.ReadBlock(larger.Bytes() + mRoom, more);

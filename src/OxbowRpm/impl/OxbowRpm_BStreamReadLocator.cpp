@@ -1,6 +1,6 @@
 #include <OxbowPoolManager/OxbowExceptions.h>
-#include <OxbowPoolManager/OxbowRpm_Assert.h>
 #include <OxbowPoolManager/OxbowRpm_BStreamReadLocator.h>
+#include <OxbowPoolManager/base/OxbowRpm_Assert.h>
 #include <OxbowPoolManager/base/mem_Functions.h>
 
 #include <algorithm>
@@ -37,9 +37,9 @@ const char* OxbowRpm_BStreamReadLocator::PrepRead(std::uint64_t requestedLength)
     }
     CheckLimit(requestedLength);
     if (OxbowRpm_SaturatedSum(mCursor, requestedLength) > mValid) {
-        OxbowExcRequestTooBig failure(static_cast<unsigned int>(requestedLength),
-                                      static_cast<unsigned int>(mValid));
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcRequestTooBig(static_cast<unsigned int>(requestedLength),
+                              static_cast<unsigned int>(mValid))
+            .Throw(__FILE__, __LINE__);
     }
     const char* const place = mBuffer + mCursor;
     mCursor += requestedLength;

@@ -3,19 +3,17 @@
 
 #include <cstring>
 
-#include "OxbowRpm/impl/OxbowRpm_Bytes.h"
-#include "OxbowRpm/impl/OxbowRpm_StringForm.h"
 #include "base/mem_BufferOwner.h"
+#include "format/OxbowRpm_StoredForms.h"
 
 namespace {
 
 void WriteText(OxbowRpm_BStreamWrite& stream, std::string_view text) {
-    if (text.size() > kOxbowRpm_MaxStringLength) {
-        OxbowExcValidationFailure failure;
-        failure.Throw(__FILE__, __LINE__);
+    if (text.size() > OxbowRpm_StoredString::kMaxLength) {
+        OxbowExcValidationFailure().Throw(__FILE__, __LINE__);
     }
     const auto length = static_cast<std::uint32_t>(text.size());
-    const std::uint32_t padded = OxbowRpm_PaddedLength(length);
+    const std::uint32_t padded = OxbowRpm_StoredString::PaddedLength(length);
     // The memory comes first, so that its failure leaves the stream as it was.
     const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(padded));
     std::memset(buffer.Bytes(), 0, padded);

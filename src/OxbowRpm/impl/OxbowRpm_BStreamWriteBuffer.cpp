@@ -1,8 +1,8 @@
 #include <OxbowPoolManager/OxbowExceptions.h>
-#include <OxbowPoolManager/OxbowRpm_Assert.h>
 #include <OxbowPoolManager/OxbowRpm_BStreamWriteBuffer.h>
 #include <OxbowPoolManager/OxbowRpm_Pool.h>
 #include <OxbowPoolManager/OxbowRpm_PoolDirectory.h>
+#include <OxbowPoolManager/base/OxbowRpm_Assert.h>
 
 #include <cstring>
 
@@ -23,9 +23,9 @@ char* OxbowRpm_BStreamWriteBuffer::PrepWrite(std::uint64_t requestedLength) {
     OxbowASSERT(requestedLength > 0);
     const std::uint64_t available = mLength - mPosition;
     if (available < requestedLength) {
-        OxbowExcShortBuffer failure(static_cast<unsigned int>(requestedLength),
-                                    static_cast<unsigned int>(available));
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcShortBuffer(static_cast<unsigned int>(requestedLength),
+                            static_cast<unsigned int>(available))
+            .Throw(__FILE__, __LINE__);
     }
     char* const place = mBuffer + mPosition;
     mPosition += requestedLength;

@@ -1,6 +1,6 @@
 #include <OxbowPoolManager/OxbowExceptions.h>
-#include <OxbowPoolManager/OxbowRpm_Assert.h>
 #include <OxbowPoolManager/OxbowRpm_BStreamWriteLocator.h>
+#include <OxbowPoolManager/base/OxbowRpm_Assert.h>
 
 #include <algorithm>
 #include <cstring>
@@ -57,9 +57,9 @@ char* OxbowRpm_BStreamWriteLocator::PrepWrite(std::uint64_t requestedLength) {
     }
     CheckLimit(requestedLength);
     if (OxbowRpm_SaturatedSum(mUsed, requestedLength) > mBufferSize) {
-        OxbowExcRequestTooBig failure(static_cast<unsigned int>(requestedLength),
-                                      static_cast<unsigned int>(mBufferSize));
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcRequestTooBig(static_cast<unsigned int>(requestedLength),
+                              static_cast<unsigned int>(mBufferSize))
+            .Throw(__FILE__, __LINE__);
     }
     char* const place = mBuffer + mUsed;
     mUsed += requestedLength;

@@ -2,16 +2,15 @@
 #include <OxbowPoolManager/OxbowRpm_Document.h>
 
 #include "OxbowRpm/impl/OxbowRpm_DocumentImpl.h"
-#include "OxbowRpm/impl/OxbowRpm_Header.h"
 #include "OxbowRpm/impl/OxbowRpm_OSFile.h"
+#include "format/OxbowRpm_Header.h"
 
 namespace {
 
 /** A handle without an implementation has nothing to act on. */
 OxbowRpm_DocumentImpl& Reach(OxbowRpm_DocumentImpl* impl) {
     if (impl == nullptr) {
-        OxbowExcValidationFailure failure;
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcValidationFailure().Throw(__FILE__, __LINE__);
     }
     return *impl;
 }

@@ -1,7 +1,7 @@
 #include "OxbowRpm/impl/OxbowRpm_DocumentImpl.h"
 
 #include <OxbowPoolManager/OxbowExceptions.h>
-#include <OxbowPoolManager/OxbowRpm_Assert.h>
+#include <OxbowPoolManager/base/OxbowRpm_Assert.h>
 
 #include <cstring>
 
@@ -93,6 +93,5 @@ void OxbowRpm_DocumentImpl::Close(const WeakFileRef& file) {
             return;
         }
     }
-    OxbowExcCantGetFile failure;
-    failure.Throw(__FILE__, __LINE__);
+    OxbowExcCantGetFile().Throw(__FILE__, __LINE__);
 }

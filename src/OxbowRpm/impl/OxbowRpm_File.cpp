@@ -10,8 +10,7 @@ namespace {
     assertion. */
 OxbowRpm_WeakRef<OxbowRpm_PoolImpl> LastPoolOf(const OxbowRpm_FileImpl& file) {
     if (file.PoolCount() == 0) {
-        OxbowExcValidationFailure failure;
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcValidationFailure().Throw(__FILE__, __LINE__);
     }
     return file.CurrentPool();
 }

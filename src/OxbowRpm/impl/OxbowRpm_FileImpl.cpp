@@ -23,11 +23,6 @@ using WeakPoolRef = OxbowRpm_WeakRef<OxbowRpm_PoolImpl>;
 /** A pool is copied through one buffer of this size, however long it is. */
 constexpr std::uint64_t kCopyChunk = 0x40000;
 
-[[noreturn]] void RaiseShortPool(int line) {
-    OxbowExcShortPool failure;
-    failure.Throw(__FILE__, line);
-}
-
 }  // namespace
 
 /** The chain as it will be without an empty last pool, and as it will be with the new one behind
@@ -143,7 +138,7 @@ WeakPoolRef OxbowRpm_FileImpl::AppendPool(OxbowRpm_PoolImpl* source) {
     CopyFrom(source, pool->StartPosition(), buffer.Bytes());
     pool->ReadHeader(mLogicalEnd);
     if (pool->WholeLength() != source->WholeLength()) {
-        RaiseShortPool(__LINE__);
+        OxbowExcShortPool().Throw(__FILE__, __LINE__);
     }
     const mem_BufferOwner header = pool->HeaderBuffer();
     RetireCurrentPool(change, pool->StartPosition());
@@ -157,8 +152,7 @@ void OxbowRpm_FileImpl::CheckCopyable(OxbowRpm_PoolImpl* source) const {
     mDocument->Map()->CheckPoolNotInDoc(source->Directory()->MyUUID());
     // A pool of this document can stand unbound: a file that had taken its place was closed.
     if (source->File()->mDocument == mDocument) {
-        OxbowExcPoolAlreadyInDoc failure;
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcPoolAlreadyInDoc().Throw(__FILE__, __LINE__);
     }
     source->CheckCopyable(UserSignature());
 }
@@ -172,7 +166,7 @@ void OxbowRpm_FileImpl::CopyFrom(OxbowRpm_PoolImpl* source, std::uint64_t start,
         const std::uint64_t count =
             source->File()->ReadAt(from, std::min(remaining, kCopyChunk), buffer);
         if (count == 0) {
-            RaiseShortPool(__LINE__);
+            OxbowExcShortPool().Throw(__FILE__, __LINE__);
         }
         WriteAt(to, count, buffer);
         from += count;
@@ -192,8 +186,7 @@ std::uint64_t OxbowRpm_FileImpl::NextStart() const {
 
 void OxbowRpm_FileImpl::RefuseNewPoolIfReadOnly() const {
     if (ReadOnly()) {
-        OxbowExcNewPoolReadOnly failure;
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcNewPoolReadOnly().Throw(__FILE__, __LINE__);
     }
 }
 
@@ -269,8 +262,7 @@ void OxbowRpm_FileImpl::AllocateUpTo(std::uint64_t position) {
         return;
     }
     if (ReadOnly()) {
-        OxbowExcAllocReadOnly failure;
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcAllocReadOnly().Throw(__FILE__, __LINE__);
     }
     mLogicalEnd = position;
 }
@@ -285,8 +277,7 @@ std::uint64_t OxbowRpm_FileImpl::ReadAt(std::uint64_t position, std::uint64_t si
 
 void OxbowRpm_FileImpl::WriteAt(std::uint64_t position, std::uint64_t size, const char* data) {
     if (ReadOnly()) {
-        OxbowExcWriteReadOnly failure;
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcWriteReadOnly().Throw(__FILE__, __LINE__);
     }
     const OxbowRpm_ScopedLock lock(mOSFile.Mutex());
     SeekFor(position);

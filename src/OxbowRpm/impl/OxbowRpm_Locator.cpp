@@ -6,7 +6,7 @@
 #include "OxbowRpm/impl/OxbowRpm_PoolDirectoryImpl.h"
 #include "OxbowRpm/impl/OxbowRpm_PoolImpl.h"
 #include "OxbowRpm/impl/OxbowRpm_PoolMap.h"
-#include "OxbowRpm/impl/OxbowRpm_StoredLocator.h"
+#include "format/OxbowRpm_StoredForms.h"
 
 namespace {
 
@@ -14,8 +14,7 @@ using WeakPoolRef = OxbowRpm_WeakRef<OxbowRpm_PoolImpl>;
 
 OxbowRpm_PoolImpl* Follow(const WeakPoolRef& pool) {
     if (pool.IsNull()) {
-        OxbowExcCantDerefLocator failure;
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcCantDerefLocator().Throw(__FILE__, __LINE__);
     }
     return pool.Get();
 }

@@ -23,15 +23,8 @@ DWORD ChunkOf(std::uint64_t remaining) {
     return static_cast<DWORD>(std::min(remaining, kChunk));
 }
 
-[[noreturn]] void RaiseSystemError(const char* service, DWORD code, int line) {
-    OxbowExcSystemError failure{OxbowRpm_ServiceNameBuffer(service), FennelSystemError(code)};
-    failure.Throw(__FILE__, line);
-}
-
-template <class Exception>
-[[noreturn]] void RaiseCode(DWORD code, int line) {
-    Exception failure{FennelSystemError(code)};
-    failure.Throw(__FILE__, line);
+OxbowExcSystemError SystemError(const char* service, DWORD code) {
+    return OxbowExcSystemError(OxbowRpm_ServiceNameBuffer(service), FennelSystemError(code));
 }
 
 }  // namespace
@@ -60,18 +53,17 @@ void OxbowRpm_OSFile::Create(const FennelUnicodeString& path, int sharing) {
     const DWORD code =
         Open(path, GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS, WriterShare(sharing));
     if (code != 0) {
-        RaiseSystemError("CreateFile", code, __LINE__);
+        SystemError("CreateFile", code).Throw(__FILE__, __LINE__);
     }
 }
 
 void OxbowRpm_OSFile::OpenExisting(const FennelUnicodeString& path, DWORD access, DWORD share) {
     const DWORD code = Open(path, access, OPEN_EXISTING, share);
     if (code == ERROR_FILE_NOT_FOUND) {
-        OxbowExcNoSuchFile failure{OxbowRpm_FileNameBuffer(path.ConvertToChar())};
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcNoSuchFile(OxbowRpm_FileNameBuffer(path.ConvertToChar())).Throw(__FILE__, __LINE__);
     }
     if (code != 0) {
-        RaiseSystemError("CreateFile", code, __LINE__);
+        SystemError("CreateFile", code).Throw(__FILE__, __LINE__);
     }
 }
 
@@ -99,7 +91,7 @@ void OxbowRpm_OSFile::Seek(const std::uint64_t& position) {
     if (low == INVALID_SET_FILE_POINTER) {
         const DWORD code = GetLastError();
         if (code != 0) {
-            RaiseSystemError("SetFilePointer", code, __LINE__);
+            SystemError("SetFilePointer", code).Throw(__FILE__, __LINE__);
         }
     }
 }
@@ -110,7 +102,7 @@ std::uint64_t OxbowRpm_OSFile::Read(void* buffer, std::uint64_t length) {
     while (total < length) {
         DWORD got = 0;
         if (!ReadFile(mHandle, place + total, ChunkOf(length - total), &got, nullptr)) {
-            RaiseCode<OxbowExcReadError>(GetLastError(), __LINE__);
+            OxbowExcReadError(FennelSystemError(GetLastError())).Throw(__FILE__, __LINE__);
         }
         if (got == 0) {
             break;
@@ -122,19 +114,17 @@ std::uint64_t OxbowRpm_OSFile::Read(void* buffer, std::uint64_t length) {
 
 void OxbowRpm_OSFile::Write(const void* data, std::uint64_t length) {
     if (mReadOnly) {
-        OxbowExcReadOnly failure;
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcReadOnly().Throw(__FILE__, __LINE__);
     }
     const char* place = static_cast<const char*>(data);
     std::uint64_t remaining = length;
     while (remaining != 0) {
         DWORD written = 0;
         if (!WriteFile(mHandle, place, ChunkOf(remaining), &written, nullptr)) {
-            RaiseCode<OxbowExcWriteError>(GetLastError(), __LINE__);
+            OxbowExcWriteError(FennelSystemError(GetLastError())).Throw(__FILE__, __LINE__);
         }
         if (written == 0) {
-            OxbowExcShortWrite failure;
-            failure.Throw(__FILE__, __LINE__);
+            OxbowExcShortWrite().Throw(__FILE__, __LINE__);
         }
         place += written;
         remaining -= written;
@@ -143,7 +133,7 @@ void OxbowRpm_OSFile::Write(const void* data, std::uint64_t length) {
 
 void OxbowRpm_OSFile::Flush() {
     if (!mReadOnly && !FlushFileBuffers(mHandle)) {
-        RaiseSystemError("FlushFileBuffers", GetLastError(), __LINE__);
+        SystemError("FlushFileBuffers", GetLastError()).Throw(__FILE__, __LINE__);
     }
 }
 
@@ -153,7 +143,7 @@ std::uint64_t OxbowRpm_OSFile::Size() const {
     if (low == INVALID_FILE_SIZE) {
         const DWORD code = GetLastError();
         if (code != 0) {
-            RaiseSystemError("GetFileSize", code, __LINE__);
+            SystemError("GetFileSize", code).Throw(__FILE__, __LINE__);
         }
     }
     return (static_cast<std::uint64_t>(high) << 32) | low;
@@ -161,7 +151,7 @@ std::uint64_t OxbowRpm_OSFile::Size() const {
 
 void OxbowRpm_OSFile::Close() {
     if (!CloseHandle(mHandle)) {
-        RaiseCode<OxbowExcFileCloseFailed>(GetLastError(), __LINE__);
+        OxbowExcFileCloseFailed(FennelSystemError(GetLastError())).Throw(__FILE__, __LINE__);
     }
     mHandle = nullptr;
 }

@@ -103,8 +103,7 @@ std::int32_t OxbowRpm_PoolDirectoryImpl::DirSlotFromMapSlot(std::int32_t dstSlot
             return i;
         }
     }
-    OxbowExcCantExternalizeLoc failure;
-    failure.Throw(__FILE__, __LINE__);
+    OxbowExcCantExternalizeLoc().Throw(__FILE__, __LINE__);
 }
 
 std::int32_t OxbowRpm_PoolDirectoryImpl::MapSlotFromDirSlot(std::int32_t slotInDirectory) const {

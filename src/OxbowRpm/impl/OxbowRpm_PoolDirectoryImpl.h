@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "OxbowRpm/impl/OxbowRpm_PoolUUID.h"
+#include "format/PoolUUID.h"
 #include "list/cow_List.h"
 
 /** The pools that the locators stored in one pool may name: entry i is the map slot of the pool

@@ -13,16 +13,6 @@
 template class OxbowRpm_StrongRef<OxbowRpm_PoolImpl>;
 template class OxbowRpm_WeakRef<OxbowRpm_PoolImpl>;
 
-namespace {
-
-template <class Exception>
-[[noreturn]] void Raise(int line) {
-    Exception failure;
-    failure.Throw(__FILE__, line);
-}
-
-}  // namespace
-
 OxbowRpm_PoolImpl::OxbowRpm_PoolImpl(
     OxbowRpm_FileImpl* file, const OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl>& directory,
     std::uint64_t start)
@@ -43,19 +33,19 @@ void OxbowRpm_PoolImpl::InitEmpty() {
 
 void OxbowRpm_PoolImpl::ReadIdentity(char* header, std::uint32_t userSignature) const {
     if (mFile->ReadAt(mStart, OxbowRpm_Header::kSize, header) < OxbowRpm_Header::kSize) {
-        Raise<OxbowExcCorruptHeader>(__LINE__);
+        OxbowExcCorruptHeader().Throw(__FILE__, __LINE__);
     }
     if (!OxbowRpm_Header::HasSignature(header)) {
-        Raise<OxbowExcNotOxbowFile>(__LINE__);
+        OxbowExcNotOxbowFile().Throw(__FILE__, __LINE__);
     }
     const int version = OxbowRpm_Header::Version(header);
     if (version != OxbowRpm_Header::kVersion) {
-        OxbowExcNeedUpgrade failure(OxbowRpm_Header::kVersion, static_cast<unsigned int>(version),
-                                    OxbowRpm_FileNameBuffer(mFile->FileName().ConvertToChar()));
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcNeedUpgrade(OxbowRpm_Header::kVersion, static_cast<unsigned int>(version),
+                            OxbowRpm_FileNameBuffer(mFile->FileName().ConvertToChar()))
+            .Throw(__FILE__, __LINE__);
     }
     if (OxbowRpm_Header::Decode(header).mUserSignature != userSignature) {
-        Raise<OxbowExcUserSigMismatch>(__LINE__);
+        OxbowExcUserSigMismatch().Throw(__FILE__, __LINE__);
     }
 }
 
@@ -70,14 +60,14 @@ void OxbowRpm_PoolImpl::ReadHeader(std::uint64_t fileEnd) {
     mDataOffset = OxbowRpm_Header::DataOffset(header.mCount);
     // A pool that ends before its own data would make the walk of the chain meet its bytes again.
     if (mLength < mDataOffset) {
-        Raise<OxbowExcCorruptHeader>(__LINE__);
+        OxbowExcCorruptHeader().Throw(__FILE__, __LINE__);
     }
     mHeaderIsStored = true;
 }
 
 void OxbowRpm_PoolImpl::TakeLength(std::uint64_t stored, std::uint64_t fileEnd) {
     if (stored > UINT64_MAX - mStart) {
-        Raise<OxbowExcCorruptHeader>(__LINE__);
+        OxbowExcCorruptHeader().Throw(__FILE__, __LINE__);
     }
     mLength = stored;
     if (mLength == 0 && fileEnd > mStart) {
@@ -89,13 +79,13 @@ void OxbowRpm_PoolImpl::ReadDirectory(std::uint32_t count, std::uint64_t fileEnd
     // Held against the file before anything is allocated by it: the number comes from the file.
     const std::uint64_t entries = mStart + OxbowRpm_Header::kSize;
     const std::uint64_t size = std::uint64_t{OxbowRpm_Header::kEntrySize} * count;
-    if (count == 0 || count > OxbowRpm_Header::kMaxCount || fileEnd < entries ||
+    if (count == 0 || count > OxbowRpm_PoolMap::kMaxSlots || fileEnd < entries ||
         size > fileEnd - entries) {
-        Raise<OxbowExcCorruptDirectory>(__LINE__);
+        OxbowExcCorruptDirectory().Throw(__FILE__, __LINE__);
     }
     const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(static_cast<std::size_t>(size)));
     if (mFile->ReadAt(entries, size, buffer.Bytes()) < size) {
-        Raise<OxbowExcCorruptDirectory>(__LINE__);
+        OxbowExcCorruptDirectory().Throw(__FILE__, __LINE__);
     }
     mDirectory->InitFromUUIDs(reinterpret_cast<const PoolUUID*>(buffer.Bytes()),
                               static_cast<std::int32_t>(count));
@@ -145,8 +135,8 @@ void OxbowRpm_PoolImpl::WriteHeader(char* bytes, std::uint64_t length) {
 
 void OxbowRpm_PoolImpl::CheckSealable() const {
     if (mLength > OxbowRpm_Header::kMaxLength) {
-        OxbowExcIOBounds failure(0, DataLength(), OxbowRpm_Header::kMaxLength - mDataOffset);
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcIOBounds(0, DataLength(), OxbowRpm_Header::kMaxLength - mDataOffset)
+            .Throw(__FILE__, __LINE__);
     }
 }
 
@@ -155,7 +145,7 @@ void OxbowRpm_PoolImpl::CheckCopyable(std::uint32_t userSignature) const {
     ReadIdentity(header, userSignature);
     const std::uint64_t stored = OxbowRpm_Header::Decode(header).mLength;
     if (mFile->TrueSize() < mStart + mLength || (stored != 0 && stored != mLength)) {
-        Raise<OxbowExcShortPool>(__LINE__);
+        OxbowExcShortPool().Throw(__FILE__, __LINE__);
     }
 }
 
@@ -168,8 +158,7 @@ void OxbowRpm_PoolImpl::Write(std::uint64_t offset, std::uint64_t size, const ch
     const std::uint64_t limit = DataLength();
     const std::uint64_t end = OxbowRpm_SaturatedSum(offset, size);
     if (end > limit) {
-        OxbowExcIOBounds failure(offset, end, limit);
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcIOBounds(offset, end, limit).Throw(__FILE__, __LINE__);
     }
     mFile->WriteAt(mStart + mDataOffset + offset, size, data);
 }
@@ -188,14 +177,13 @@ OxbowRpm_Locator OxbowRpm_PoolImpl::End() const {
 
 OxbowRpm_Locator OxbowRpm_PoolImpl::Allocate(std::uint64_t size) {
     if (mImmutable) {
-        Raise<OxbowExcImmutablePool>(__LINE__);
+        OxbowExcImmutablePool().Throw(__FILE__, __LINE__);
     }
     const std::uint64_t old = DataLength();
     const std::uint64_t greatest = OxbowRpm_Header::kMaxLength - mDataOffset;
     const std::uint64_t end = OxbowRpm_SaturatedSum(old, size);
     if (end > greatest) {
-        OxbowExcIOBounds failure(old, end, greatest);
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcIOBounds(old, end, greatest).Throw(__FILE__, __LINE__);
     }
     mFile->AllocateUpTo(mStart + mLength + size);
     mLength += size;

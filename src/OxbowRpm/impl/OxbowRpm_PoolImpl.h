@@ -6,8 +6,8 @@
 
 #include <cstdint>
 
-#include "OxbowRpm/impl/OxbowRpm_Header.h"
 #include "base/mem_BufferOwner.h"
+#include "format/OxbowRpm_Header.h"
 
 /** A pool in memory: its place in the file, its lengths and its directory. Made, owned and
     destroyed by its file. Positions count from the start of the file, offsets from the first byte

@@ -23,15 +23,13 @@ std::int32_t OxbowRpm_PoolMap::LookupByUUID(const PoolUUID& uuid) const {
 void OxbowRpm_PoolMap::CheckPoolNotInDoc(const PoolUUID& uuid) const {
     const std::int32_t slot = LookupByUUID(uuid);
     if (slot >= 0 && !GetPool(slot).IsNull()) {
-        OxbowExcPoolAlreadyInDoc failure;
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcPoolAlreadyInDoc().Throw(__FILE__, __LINE__);
     }
 }
 
 void OxbowRpm_PoolMap::CheckSlotLimit(std::int32_t slots) {
     if (slots > kMaxSlots) {
-        OxbowExcValidationFailure failure;
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcValidationFailure().Throw(__FILE__, __LINE__);
     }
 }
 

@@ -3,7 +3,7 @@
 
 #include <OxbowPoolManager/PrivateInterfaces/OxbowRpm_WeakRef.h>
 
-#include "OxbowRpm/impl/OxbowRpm_PoolUUID.h"
+#include "format/PoolUUID.h"
 
 /** A UUID that the document has heard of, and the pool that bears it while that is open. */
 struct OxbowRpm_PoolMapItem {

@@ -17,9 +17,9 @@ constexpr std::uint64_t kOxbowRpm_LeastStreamBuffer = 16;
 inline void OxbowRpm_CheckStreamLimit(std::uint64_t done, std::uint64_t length,
                                       std::uint64_t limit) {
     if (limit != 0 && OxbowRpm_SaturatedSum(done, length) > limit) {
-        OxbowExcShortBuffer failure(static_cast<unsigned int>(done + length),
-                                    static_cast<unsigned int>(limit));
-        failure.Throw(__FILE__, __LINE__);
+        OxbowExcShortBuffer(static_cast<unsigned int>(done + length),
+                            static_cast<unsigned int>(limit))
+            .Throw(__FILE__, __LINE__);
     }
 }
 

@@ -1,5 +1,5 @@
-#include <OxbowPoolManager/OxbowRpm_Assert.h>
 #include <OxbowPoolManager/OxbowRpm_Swapper.h>
+#include <OxbowPoolManager/base/OxbowRpm_Assert.h>
 
 #include <cstdint>
 #include <cstdio>

@@ -6,7 +6,6 @@
 
 #include <OxbowPoolManager/OxbowExceptions.h>
 #include <OxbowPoolManager/OxbowPoolManager_Module.h>
-#include <OxbowPoolManager/OxbowRpm_Assert.h>
 #include <OxbowPoolManager/OxbowRpm_BStreamRead.h>
 #include <OxbowPoolManager/OxbowRpm_BStreamReadBuffer.h>
 #include <OxbowPoolManager/OxbowRpm_BStreamReadLocator.h>
@@ -23,5 +22,6 @@
 #include <OxbowPoolManager/OxbowRpm_Swapper.h>
 #include <OxbowPoolManager/OxbowRpm_Util.h>
 #include <OxbowPoolManager/base/FennelExcNoEntropy.h>
+#include <OxbowPoolManager/base/OxbowRpm_Assert.h>
 
 #endif

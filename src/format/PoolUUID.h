@@ -1,5 +1,5 @@
-#ifndef OXBOW_OXBOW_RPM_POOL_UUID_H
-#define OXBOW_OXBOW_RPM_POOL_UUID_H
+#ifndef OXBOW_FORMAT_POOL_UUID_H
+#define OXBOW_FORMAT_POOL_UUID_H
 
 #include <OxbowPoolManager/base/FennelString.h>
 
