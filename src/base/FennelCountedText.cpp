@@ -52,9 +52,12 @@ FennelCountedText::~FennelCountedText() {
     Release();
 }
 
-std::string_view FennelCountedText::View() const noexcept {
-    return mBlock == nullptr ? std::string_view("", 0)
-                             : std::string_view(mBlock->Text(), mBlock->mLength);
+const char* FennelCountedText::GetBytes() const noexcept {
+    return mBlock == nullptr ? "" : mBlock->Text();
+}
+
+std::size_t FennelCountedText::GetLengthInByte() const noexcept {
+    return mBlock == nullptr ? 0 : mBlock->mLength;
 }
 
 void FennelCountedText::Release() noexcept {

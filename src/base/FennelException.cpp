@@ -16,7 +16,7 @@ atr_String FennelException::DeveloperReport() const {
     // An exception's own text holds a file name of at most 1023 bytes beside fixed words.
     char text[1536];
     const atr_String own = AsString();
-    std::snprintf(text, sizeof text, "%.1280s [code %d, %.128s:%d]", own.View().data(), GetCode(),
+    std::snprintf(text, sizeof text, "%.1280s [code %d, %.128s:%d]", own.GetBytes(), GetCode(),
                   mFile == nullptr ? "not raised" : mFile, static_cast<int>(mLine));
     return atr_String(text);
 }

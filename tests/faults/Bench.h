@@ -234,10 +234,13 @@ struct Workload {
         }
         return expected;
     }
-    /** Whether the step copies a pool over one without data. */
+    /** Whether the step replaces a pool without data. */
+    bool Drops(const string& path, size_t step) const {
+        return Expect(path, step, step + 1).size() < Before(path, step).size();
+    }
+    /** Whether it does so by copying a pool. */
     bool CopiesOver(const string& path, size_t step) const {
-        return mSteps[step].words.rfind("append", 0) == 0 &&
-               Expect(path, step, step + 1).size() < Before(path, step).size();
+        return mSteps[step].words.rfind("append", 0) == 0 && Drops(path, step);
     }
 
     string mName;

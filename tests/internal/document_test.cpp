@@ -1,4 +1,5 @@
 // A document and its files: what opening, closing and failing leave behind.
+#include "doubles/CountingAllocator.h"
 #include "internal/TestFolder.h"
 
 constexpr auto kCreate = OxbowRpm_Document::AccessCreate;
@@ -95,4 +96,21 @@ TEST_F(Documents, AppendPoolRefusesBeforeItWrites) {
     Store("twin", Bytes("own"));
     mDocument.Close(mDocument.AddFile(Name("twin"), kRead));  // leaves own's pools unbound
     EXPECT_THROW(own.AppendPool(own.Pool()), OxbowExcPoolAlreadyInDoc);
+}
+
+TEST_F(Documents, AddFileCostsWhatItsFileHoldsWhateverTheDocumentKnows) {
+    MakeFile("f", 2);
+    long calls[2] = {};
+    for (const int known : {0, 300}) {
+        OxbowRpm_Document document("TEST");
+        OxbowRpm_File many = document.AddFile(Name("many"), kCreate);
+        for (int i = 0; i < known; ++i) {
+            Put(many, "x");
+            many.NewPool();
+        }
+        const long before = TestAllocator::sCalls;
+        document.AddFile(Name("f"), kRead);
+        calls[known != 0] = TestAllocator::sCalls - before;
+    }
+    EXPECT_LE(calls[1], calls[0] + 4) << "allocations, of which the map's own growth takes a few";
 }

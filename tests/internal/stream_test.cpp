@@ -110,6 +110,19 @@ TEST_F(Streams, AllCarryTheTableInTheSameBytes) {
     EXPECT_NO_THROW(OxbowRpm_Locator().ExternalizeImpl(bare)) << "a null needs no directory";
 }
 
+TEST_F(Streams, ARefusedReferenceReadsAsNull) {
+    const OxbowRpm_Pool younger =
+        mDocument.AddFile(Name("2"), OxbowRpm_Document::AccessCreate).Pool();
+    for (const uint64_t buffer : {0u, 16u}) {
+        Open(false, 0, buffer, string(12, '?'));
+        EXPECT_THROW((younger.Start() + 5).ExternalizeImpl(*mOut), OxbowExcCantExternalizeLoc);
+        Open(true, 0, buffer, End());
+        OxbowRpm_Locator got;
+        got.InternalizeImpl(*mIn);
+        EXPECT_TRUE(got.IsNull()) << "through a buffer of " << buffer;
+    }
+}
+
 TEST_F(Streams, RandomCallsMoveTheRightBytesAndRefuseTheRest) {
     for (unsigned seed = 1; seed <= 400 && !HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + to_string(seed));
@@ -139,9 +152,9 @@ TEST_F(Streams, RandomCallsMoveTheRightBytesAndRefuseTheRest) {
 }
 
 TEST_F(Streams, LongTextsComeWholeAndALengthOfNothingCostsNoMemory) {
-    constexpr std::size_t kPiece = 1 << 20;  // the most that is read on the word of the length
-    for (const std::size_t length : {kPiece - 1, kPiece, kPiece + 1, 2 * kPiece + 3, 5 * kPiece}) {
-        for (const std::size_t zeroAt : {length, std::size_t{0}, kPiece - 2, kPiece, 3 * kPiece}) {
+    constexpr std::size_t kMiB = 1 << 20;
+    for (const std::size_t length : {kMiB - 1, kMiB, 5 * kMiB + 1}) {
+        for (const std::size_t zeroAt : {length, std::size_t{0}, kMiB}) {
             string body(length, 'x');
             zeroAt < length ? body[zeroAt] = '\0' : 0;
             const FennelString text(body.data(), length);
@@ -154,7 +167,19 @@ TEST_F(Streams, LongTextsComeWholeAndALengthOfNothingCostsNoMemory) {
     Open(true, 0, 16, "\xFF\xFF\xFF\x7Ftiny");
     const long before = TestAllocator::ResetPeak();
     Value(FennelString("tiny"), "a text that ends with its file");
-    EXPECT_LE(TestAllocator::PeakBytes() - before, 4 << 20) << "memory for what is not there";
+    EXPECT_LE(TestAllocator::PeakBytes() - before, 1 << 20) << "memory for what is not there";
+    const string ten(10, 'x');
+    Open(true, 14, 16, "\x64\0\0\0"s + ten);
+    FennelString text;
+    EXPECT_THROW(mIn->Read(text), OxbowExcShortBuffer);
+    try {
+        Open(true, 4 + 16, 16, "\x64\0\0\0"s + ten);
+        mIn->Read(text);
+        FAIL() << "a text past the limit";
+    } catch (const OxbowExcShortBuffer& refused) {
+        EXPECT_EQ(refused.Needed(), 4u + 100u) << "the whole padded length";
+        EXPECT_EQ(refused.Available(), 20u);
+    }
 }
 
 TEST_F(Streams, AnEndingWriterRaisesUnlessAnotherFailureIsOnItsWay) {

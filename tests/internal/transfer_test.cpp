@@ -67,7 +67,7 @@ TEST_F(Transfers, EachOperationWritesInItsOrder) {
     OxbowRpm_File copy = target.AddFile(Name("copy"), Document::AccessCreate);
     Put(copy, std::string(20, 'y'));
     EXPECT_EQ(During([&] { copy.AppendPool(source.Pool()); }),
-              "seek 0, read 0+48, size, seek 0, read 0+180, write 100+180, "
+              "seek 0, read 0+48, size, size, seek 0, read 0+180, write 100+180, "
               "seek 100, read 100+48, read 148+32, seek 0, write 0+80, seek 100, write 100+80");
     EXPECT_EQ(During([&] { target.Close(), other.Close(); }),
               "seek 100, write 100+80, flush, close, close");

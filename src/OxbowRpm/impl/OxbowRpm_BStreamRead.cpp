@@ -1,9 +1,6 @@
 #include <OxbowPoolManager/OxbowExceptions.h>
 #include <OxbowPoolManager/OxbowRpm_BStreamRead.h>
 
-#include <algorithm>
-#include <cstring>
-
 #include "base/mem_BufferOwner.h"
 #include "format/OxbowRpm_StoredForms.h"
 
@@ -19,61 +16,25 @@ std::uint32_t ReadLength(OxbowRpm_BStreamRead& stream) {
     return static_cast<std::uint32_t>(length);
 }
 
-/** The most that is taken on the word of a stored length alone. */
-constexpr std::uint32_t kPiece = 0x100000;
-
-/** Zeroed: where a stream comes back short, the buffer holds zeros and never what stood in that
-    memory before. */
-void* NewBuffer(std::uint32_t room) {
-    return mem_OperatorNewZeroedThrowBuiltin(std::size_t{room} + 1);
-}
-
-/** Reads past what a text doesn't need. */
-void Skip(OxbowRpm_BStreamRead& stream, std::uint32_t count) {
-    const mem_BufferOwner scratch(NewBuffer(std::min(count, kPiece)));
-    for (std::uint32_t part = 0; count != 0; count -= part) {
-        part = std::min(count, kPiece);
-        stream.ReadBlock(scratch.Bytes(), part);
-    }
-}
-
-/** A string's body in a buffer of its own. The length comes from a file and may be far too large,
-    so a long body is read in pieces, and its buffer grows only while they are full of text: a zero
-    byte ends the text, as does the end of the file. */
+/** A string's body in a buffer of its own. The length comes from a file and may be far too large, so
+    the buffer is zeroed: it takes address space, and memory only where bytes arrive. Where a stream
+    comes back short it holds zeros, never what that memory held before. */
 class StringBody {
 public:
     explicit StringBody(OxbowRpm_BStreamRead& stream)
         : mLength(ReadLength(stream)),
-          mRoom(std::min(OxbowRpm_StoredString::PaddedLength(mLength), kPiece)),
-          mBuffer(NewBuffer(mRoom)) {
-        stream.ReadBlock(mBuffer.Bytes(), mRoom);
-        while (mRoom < mLength && !HasEnd()) {
-            Grow(stream);
-        }
-        if (mRoom < mLength) {
-            Skip(stream, OxbowRpm_StoredString::PaddedLength(mLength) - mRoom);
-        }
-        mBuffer.Bytes()[std::min(mLength, mRoom)] = '\0';
+          mBuffer(mem_OperatorNewZeroedThrowBuiltin(std::size_t{Padded()} + 1)) {
+        stream.ReadBlock(mBuffer.Bytes(), Padded());
+        mBuffer.Bytes()[mLength] = '\0';
     }
 
     const char* Text() const { return mBuffer.Bytes(); }
 
 private:
-    bool HasEnd() const { return std::memchr(mBuffer.Bytes(), 0, mRoom) != nullptr; }
-
-    void Grow(OxbowRpm_BStreamRead& stream) {
-        const std::uint32_t more =
-            std::min(OxbowRpm_StoredString::PaddedLength(mLength) - mRoom, mRoom);
-        mem_BufferOwner larger(NewBuffer(mRoom + more));
-        std::memcpy(larger.Bytes(), mBuffer.Bytes(), mRoom);
-        stream.ReadBlock(larger.Bytes() + mRoom, more);
-        mBuffer.Swap(larger);
-        mRoom += more;
-    }
+    std::uint32_t Padded() const { return OxbowRpm_StoredString::PaddedLength(mLength); }
 
     const std::uint32_t mLength;
-    std::uint32_t mRoom;
-    mem_BufferOwner mBuffer;
+    const mem_BufferOwner mBuffer;
 };
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <cstring>
 
-#include "OxbowRpm/impl/OxbowRpm_BindingGuard.h"
 #include "OxbowRpm/impl/OxbowRpm_PoolDirectoryImpl.h"
 #include "OxbowRpm/impl/OxbowRpm_PoolMap.h"
 #include "list/cow_ListIterator.h"
@@ -34,6 +33,12 @@ void OpenFile(OxbowRpm_FileImpl& file, const FennelUnicodeString& name,
     }
 }
 
+/** Not so for the null entry of a file that was closed on its own, nor for one that a Close() which
+    raised had closed before. */
+bool IsOpen(const FileRef& file) {
+    return !file.IsNull() && file->IsOpen();
+}
+
 }  // namespace
 
 OxbowRpm_DocumentImpl::OxbowRpm_DocumentImpl(const char* userSignature)
@@ -46,10 +51,9 @@ OxbowRpm_DocumentImpl::~OxbowRpm_DocumentImpl() = default;
 WeakFileRef OxbowRpm_DocumentImpl::AddFile(const FennelUnicodeString& name,
                                            OxbowRpm_Document::AccessMode mode) {
     const FileRef file(new OxbowRpm_FileImpl(this));
-    OxbowRpm_BindingGuard bindings(*mMap.Get());
     OpenFile(*file.Get(), name, mode);
     mFileContainer.Append(file);
-    bindings.Commit();
+    file->BindPools();
     return WeakFileRef(file);
 }
 
@@ -61,10 +65,9 @@ OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl> OxbowRpm_DocumentImpl::NewDirecto
 }
 
 void OxbowRpm_DocumentImpl::Flush() {
-    FileIterator entry(mFileContainer);
-    for (entry.Start(); entry.More(); entry.Next()) {
-        if (!entry.Current().IsNull()) {
-            mFileContainer[entry.Index()]->Flush();
+    for (FileIterator entry(mFileContainer); entry.More(); entry.Next()) {
+        if (IsOpen(entry.Current())) {
+            entry.Current()->Flush();
         }
     }
 }
@@ -73,9 +76,12 @@ void OxbowRpm_DocumentImpl::Close() {
     // Made before any file is closed: a document whose files are gone must get its new map.
     const OxbowRpm_StrongRef<OxbowRpm_PoolMap> fresh(new OxbowRpm_PoolMap);
     FileIterator entry(mFileContainer);
-    for (entry.Start(); entry.More(); entry.Next()) {
-        if (!entry.Current().IsNull()) {
-            mFileContainer[entry.Index()]->Close();
+    for (; entry.More(); entry.Next()) {
+        // A file that an earlier call has closed is passed over. The list's own page is made here,
+        // before any file is closed, so that clearing the list needs no memory.
+        FileRef& own = mFileContainer[entry.Index()];
+        if (IsOpen(own)) {
+            own->Close();
         }
     }
     mFileContainer.Clear();
@@ -84,8 +90,7 @@ void OxbowRpm_DocumentImpl::Close() {
 }
 
 void OxbowRpm_DocumentImpl::Close(const WeakFileRef& file) {
-    FileIterator entry(mFileContainer);
-    for (entry.Start(); entry.More(); entry.Next()) {
+    for (FileIterator entry(mFileContainer); entry.More(); entry.Next()) {
         if (!entry.Current().IsNull() && entry.Current().Get() == file.Get()) {
             FileRef& own = mFileContainer[entry.Index()];
             own->Close();

@@ -28,7 +28,7 @@ public:
     void OpenNew(const FennelUnicodeString& name, int sharing);
 
     OxbowRpm_WeakRef<OxbowRpm_PoolImpl> NewPool();
-    /** What OxbowRpm_File tells of them; no step is undone by a failure. */
+    /** As OxbowRpm_File describes them; a failure undoes no step. */
     OxbowRpm_WeakRef<OxbowRpm_PoolImpl> NewPool(
         const OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl>& directory);
     OxbowRpm_WeakRef<OxbowRpm_PoolImpl> AppendPool(OxbowRpm_PoolImpl* source);
@@ -38,14 +38,20 @@ public:
     OxbowRpm_WeakRef<OxbowRpm_PoolImpl> Pool(std::uint32_t index) const;
     std::uint32_t PoolCount() const;
 
+    /** Binds the pools that opening has read in the map, whatever was bound there; raises nothing.
+        It comes last, so that a failed opening changes no binding. */
+    void BindPools();
+
     void Flush();
-    /** Flushes, unbinds the pools in the map and closes the file. The pools live on until this
-        goes. */
+    /** Flushes, unbinds the pools in the map and closes the file; nothing if it is closed. The pools
+        live on until this goes. A device that has refused a flush is not asked again, so that the
+        file can be closed. */
     void Close();
+    bool IsOpen() const { return mOSFile.IsOpen(); }
 
     /** Raises OxbowExcAllocReadOnly if a read-only file would have to grow. */
     void AllocateUpTo(std::uint64_t position);
-    /** Gives the count read, short only at the end of the file. */
+    /** Returns the count read, short only at the end of the file. */
     std::uint64_t ReadAt(std::uint64_t position, std::uint64_t size, char* buffer);
     /** Raises OxbowExcWriteReadOnly. */
     void WriteAt(std::uint64_t position, std::uint64_t size, const char* data);
@@ -60,20 +66,19 @@ private:
     /** No transfer begins there: the platform refuses positions past 2^63 - 1. */
     static constexpr std::uint64_t kUnknownPosition = UINT64_MAX;
 
-    struct ChainChange;
+    class ChainChange;
+    class PoolCopy;
 
     void ScanPools();
     std::uint64_t ReadPool(std::uint64_t position);
-    void MakeWay(const ChainChange& change, std::uint64_t nextStart);
-    void CheckCopyable(OxbowRpm_PoolImpl* source) const;
-    void CopyFrom(OxbowRpm_PoolImpl* source, std::uint64_t start, char* buffer);
-    void RetireCurrentPool(const ChainChange& change, std::uint64_t nextStart);
-    std::uint64_t NextStart() const;
-    void BindLastPool();
+    void AddPool(const OxbowRpm_StrongRef<OxbowRpm_PoolImpl>& pool);
+    void Bind(const OxbowRpm_StrongRef<OxbowRpm_PoolImpl>& pool);
     void RefuseNewPoolIfReadOnly() const;
-    bool CurrentPoolIsEmpty() const;
+    void CheckCopyable(const OxbowRpm_PoolImpl& source) const;
+    std::uint64_t GreatestHeaderLength() const;
     OxbowRpm_PoolImpl* LastPool() const;
     void WriteLastHeader();
+    void FlushDevice();
     void SeekFor(std::uint64_t position);
 
     OxbowRpm_DocumentImpl* mDocument;
@@ -82,6 +87,7 @@ private:
     std::int32_t mCurrentPoolIndex;
     std::uint64_t mLogicalEnd;
     std::uint64_t mFilePosition;
+    bool mDeviceHasFailed;
 };
 
 #endif

@@ -73,10 +73,13 @@ void OxbowRpm_Locator::Write(std::uint64_t length, const char* buffer) const {
 
 void OxbowRpm_Locator::ExternalizeImpl(OxbowRpm_BStreamWrite& stream) const {
     char* const place = stream.PrepWrite(OxbowRpm_StoredLocator::kSize);
-    OxbowRpm_StoredLocator stored;
-    stored.mOffset = mOffset;
-    stored.mDirSlot = mSlot < 0 ? -1 : stream.SourceDir().DirSlotFromMapSlot(mSlot);
+    OxbowRpm_StoredLocator stored = {mOffset, OxbowRpm_StoredLocator::kNoTarget};
+    // The null form comes first, so that a locator which is refused reads as null.
     stored.Encode(place);
+    if (mSlot >= 0) {
+        stored.mDirSlot = stream.SourceDir().DirSlotFromMapSlot(mSlot);
+        stored.Encode(place);
+    }
 }
 
 void OxbowRpm_Locator::InternalizeImpl(OxbowRpm_BStreamRead& stream) {

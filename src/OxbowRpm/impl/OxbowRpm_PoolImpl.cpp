@@ -2,8 +2,6 @@
 
 #include <OxbowPoolManager/OxbowExceptions.h>
 
-#include <algorithm>
-
 #include "OxbowRpm/impl/OxbowRpm_FileImpl.h"
 #include "OxbowRpm/impl/OxbowRpm_PoolDirectoryImpl.h"
 #include "OxbowRpm/impl/OxbowRpm_PoolMap.h"
@@ -24,35 +22,37 @@ OxbowRpm_PoolImpl::OxbowRpm_PoolImpl(
       mLength(0),
       mDataOffset(0),
       mHeaderWord1(2),
-      mHeaderWord2(0) {}
+      mHeaderWord2(0),
+      mHeaderRoom(nullptr) {}
 
 void OxbowRpm_PoolImpl::InitEmpty() {
-    mDataOffset = HeaderSize();
+    mDataOffset = OxbowRpm_Header::DataOffset(static_cast<std::uint32_t>(mDirectory->Length()));
     mLength = mDataOffset;
 }
 
-void OxbowRpm_PoolImpl::ReadIdentity(char* header, std::uint32_t userSignature) const {
-    if (mFile->ReadAt(mStart, OxbowRpm_Header::kSize, header) < OxbowRpm_Header::kSize) {
+OxbowRpm_Header OxbowRpm_PoolImpl::ReadHeaderFor(std::uint32_t userSignature) const {
+    char bytes[OxbowRpm_Header::kSize];
+    if (mFile->ReadAt(mStart, sizeof bytes, bytes) < sizeof bytes) {
         OxbowExcCorruptHeader().Throw(__FILE__, __LINE__);
     }
-    if (!OxbowRpm_Header::HasSignature(header)) {
+    if (!OxbowRpm_Header::HasSignature(bytes)) {
         OxbowExcNotOxbowFile().Throw(__FILE__, __LINE__);
     }
-    const int version = OxbowRpm_Header::Version(header);
+    const int version = OxbowRpm_Header::Version(bytes);
     if (version != OxbowRpm_Header::kVersion) {
         OxbowExcNeedUpgrade(OxbowRpm_Header::kVersion, static_cast<unsigned int>(version),
                             OxbowRpm_FileNameBuffer(mFile->FileName().ConvertToChar()))
             .Throw(__FILE__, __LINE__);
     }
-    if (OxbowRpm_Header::Decode(header).mUserSignature != userSignature) {
+    const OxbowRpm_Header header = OxbowRpm_Header::Decode(bytes);
+    if (header.mUserSignature != userSignature) {
         OxbowExcUserSigMismatch().Throw(__FILE__, __LINE__);
     }
+    return header;
 }
 
 void OxbowRpm_PoolImpl::ReadHeader(std::uint64_t fileEnd) {
-    char bytes[OxbowRpm_Header::kSize];
-    ReadIdentity(bytes, mFile->UserSignature());
-    const OxbowRpm_Header header = OxbowRpm_Header::Decode(bytes);
+    const OxbowRpm_Header header = ReadHeaderFor(mFile->UserSignature());
     TakeLength(header.mLength, fileEnd);
     mHeaderWord1 = header.mWord1;
     mHeaderWord2 = header.mWord2;
@@ -91,60 +91,54 @@ void OxbowRpm_PoolImpl::ReadDirectory(std::uint32_t count, std::uint64_t fileEnd
                               static_cast<std::int32_t>(count));
 }
 
-std::uint32_t OxbowRpm_PoolImpl::HeaderSize() const {
-    return OxbowRpm_Header::DataOffset(static_cast<std::uint32_t>(mDirectory->Length()));
-}
-
-mem_BufferOwner OxbowRpm_PoolImpl::HeaderBuffer() const {
-    return mem_BufferOwner(mem_OperatorNewThrowBuiltin(HeaderSize()));
+void OxbowRpm_PoolImpl::ReserveHeader() {
+    if (mHeaderRoom.Bytes() == nullptr) {
+        mem_BufferOwner(mem_OperatorNewThrowBuiltin(mDataOffset)).Swap(mHeaderRoom);
+    }
 }
 
 void OxbowRpm_PoolImpl::WriteHeader() {
-    const mem_BufferOwner header = HeaderBuffer();
-    WriteHeader(header.Bytes(), mImmutable ? mLength : 0);
-}
-
-void OxbowRpm_PoolImpl::MakeImmutable(std::uint64_t end, const mem_BufferOwner& header) {
-    // A copy that failed has left bytes behind this pool. They become part of it, as they would at
-    // the next opening; a gap would end the chain.
-    mLength = std::max(mLength, end - mStart);
-    mImmutable = true;
-    WriteHeader(header.Bytes(), mLength);
-}
-
-void OxbowRpm_PoolImpl::MakeMutable(const mem_BufferOwner& header) {
-    WriteHeader(header.Bytes(), 0);
-    mImmutable = false;
-}
-
-void OxbowRpm_PoolImpl::WriteHeader(char* bytes, std::uint64_t length) {
+    ReserveHeader();
     OxbowRpm_Header header;
     header.mUserSignature = mFile->UserSignature();
-    header.mLength = length;
+    header.mLength = mImmutable ? mLength : 0;
     header.mWord1 = mHeaderWord1;
     header.mWord2 = mHeaderWord2;
     header.mCount = static_cast<std::uint32_t>(mDirectory->Length());
-    header.Encode(bytes);
-    mDirectory->WriteUUIDs(bytes + OxbowRpm_Header::kSize);
+    header.Encode(mHeaderRoom.Bytes());
+    mDirectory->WriteUUIDs(mHeaderRoom.Bytes() + OxbowRpm_Header::kSize);
 
-    const std::uint32_t size = HeaderSize();
-    mFile->AllocateUpTo(mStart + size);
-    mFile->WriteAt(mStart, size, bytes);
+    mFile->AllocateUpTo(mStart + mDataOffset);
+    mHeaderIsStored = false;
+    mFile->WriteAt(mStart, mDataOffset, mHeaderRoom.Bytes());
     mHeaderIsStored = true;
 }
 
-void OxbowRpm_PoolImpl::CheckSealable() const {
-    if (mLength > OxbowRpm_Header::kMaxLength) {
-        OxbowExcIOBounds(0, DataLength(), OxbowRpm_Header::kMaxLength - mDataOffset)
+void OxbowRpm_PoolImpl::MakeImmutable(std::uint64_t end) {
+    // What a failed copy has left behind this pool becomes part of it, as it would when the file is
+    // opened again: a gap would end the chain.
+    mLength = end - mStart;
+    mImmutable = true;
+    WriteHeader();
+    mem_BufferOwner(nullptr).Swap(mHeaderRoom);
+}
+
+void OxbowRpm_PoolImpl::MakeMutable() {
+    mImmutable = false;
+    WriteHeader();
+}
+
+void OxbowRpm_PoolImpl::CheckSealable(std::uint64_t end) const {
+    const std::uint64_t length = end - mStart;
+    if (length > OxbowRpm_Header::kMaxLength) {
+        OxbowExcIOBounds(0, length - mDataOffset, OxbowRpm_Header::kMaxLength - mDataOffset)
             .Throw(__FILE__, __LINE__);
     }
 }
 
 void OxbowRpm_PoolImpl::CheckCopyable(std::uint32_t userSignature) const {
-    char header[OxbowRpm_Header::kSize];
-    ReadIdentity(header, userSignature);
-    const std::uint64_t stored = OxbowRpm_Header::Decode(header).mLength;
-    if (mFile->TrueSize() < mStart + mLength || (stored != 0 && stored != mLength)) {
+    const std::uint64_t stored = ReadHeaderFor(userSignature).mLength;
+    if (mFile->TrueSize() < EndPosition() || (stored != 0 && stored != mLength)) {
         OxbowExcShortPool().Throw(__FILE__, __LINE__);
     }
 }
@@ -176,7 +170,7 @@ OxbowRpm_Locator OxbowRpm_PoolImpl::End() const {
 }
 
 OxbowRpm_Locator OxbowRpm_PoolImpl::Allocate(std::uint64_t size) {
-    if (mImmutable) {
+    if (!CanGrow()) {
         OxbowExcImmutablePool().Throw(__FILE__, __LINE__);
     }
     const std::uint64_t old = DataLength();

@@ -14,8 +14,18 @@
     of the data.
 
     Invariants in a file's chain: mLength >= mDataOffset, and the map's item of the directory's own
-    slot refers to this pool. Exactly one pool of a writable file, the last, is not immutable; none
-    of a read-only one. One thread at a time changes a pool; transfers may come from several. */
+    slot refers to this pool. Only the last pool of a writable file is ever not sealed. One thread
+    at a time changes a pool; transfers may come from several.
+
+    | state    | mImmutable | mHeaderIsStored | entered by                      | can grow        |
+    |----------|------------|-----------------|---------------------------------|-----------------|
+    | sealed   | true       | either          | construction, MakeImmutable     | no              |
+    | open     | false      | true            | MakeMutable, WriteHeader        | yes             |
+    | unstored | false      | false           | a header write that has raised, | not until a     |
+    |          |            |                 | while mImmutable is false       | header write    |
+    |          |            |                 |                                 | has returned    |
+
+    What is stored in a pool whose header isn't in the file would be lost, and all behind it. */
 class OXBOW_EXPORT OxbowRpm_PoolImpl : public mem_AllocationOperators {
 public:
     OxbowRpm_PoolImpl(OxbowRpm_FileImpl* file,
@@ -29,17 +39,17 @@ public:
         OxbowExcCorruptDirectory, what the directory raises, and read failures. A pool that raised
         is of no further use. */
     void ReadHeader(std::uint64_t fileEnd);
+    /** Allocates the room in which header and directory are encoded, so that no later write of them
+        lacks memory. The pool keeps it until it is sealed. */
+    void ReserveHeader();
     /** Rewrites header and directory with one write. */
     void WriteHeader();
-    /** Seals the pool, which reaches up to `end` at least, and writes that. */
-    void MakeImmutable(std::uint64_t end, const mem_BufferOwner& header);
-    /** Writes the header of a pool that can grow, and lets it grow once that stands: what is stored
-        in a pool without a header would be lost, and the chain behind it with it. */
-    void MakeMutable(const mem_BufferOwner& header);
-    /** Room for the header and directory, got ahead of the steps that write them. */
-    mem_BufferOwner HeaderBuffer() const;
-    /** Raises OxbowExcIOBounds if the length is more than a sealed header can tell. */
-    void CheckSealable() const;
+    /** Seals the pool, which then ends at `end`, and rewrites its header. */
+    void MakeImmutable(std::uint64_t end);
+    /** Lets the pool grow, and rewrites its header. */
+    void MakeMutable();
+    /** Raises OxbowExcIOBounds if a sealed header can't express the length up to `end`. */
+    void CheckSealable(std::uint64_t end) const;
     /** Tests what can be tested of the pool's bytes before they are copied into a document with
         that user signature: the failures of a header, and OxbowExcShortPool if the file ends before
         the pool, or if a writer has made the pool longer since this document read its header. */
@@ -54,20 +64,23 @@ public:
     OxbowRpm_Locator End() const;
     OxbowRpm_Locator Allocate(std::uint64_t size);
     bool ReadOnly() const;
-    /** Whether the header stands in the file: not after the write that was to store it failed. */
     bool HeaderIsStored() const { return mHeaderIsStored; }
+    bool CanGrow() const { return !mImmutable && mHeaderIsStored; }
     std::uint64_t DataLength() const;
     const OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl>& Directory() const;
 
     OxbowRpm_FileImpl* File() const { return mFile; }
     std::uint64_t StartPosition() const { return mStart; }
+    /** Header and directory. */
+    std::uint32_t HeaderLength() const { return mDataOffset; }
     /** Header, directory and data. */
     std::uint64_t WholeLength() const { return mLength; }
+    /** Where the next pool can start at the earliest: behind a sealed pool it does. */
+    std::uint64_t EndPosition() const { return mStart + mLength; }
+    bool IsSealed() const { return mImmutable; }
 
 private:
-    std::uint32_t HeaderSize() const;
-    void WriteHeader(char* bytes, std::uint64_t length);
-    void ReadIdentity(char* header, std::uint32_t userSignature) const;
+    OxbowRpm_Header ReadHeaderFor(std::uint32_t userSignature) const;
     void TakeLength(std::uint64_t stored, std::uint64_t fileEnd);
     void ReadDirectory(std::uint32_t count, std::uint64_t fileEnd);
     OxbowRpm_Locator LocatorAt(std::uint64_t offset) const;
@@ -75,12 +88,14 @@ private:
     OxbowRpm_FileImpl* mFile;
     OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl> mDirectory;
     bool mImmutable;
+    /** False until the header was read or written, and from a write of it that has raised. */
     bool mHeaderIsStored;
     std::uint64_t mStart;
     std::uint64_t mLength;
     std::uint32_t mDataOffset;
     std::uint32_t mHeaderWord1;
     std::uint32_t mHeaderWord2;
+    mem_BufferOwner mHeaderRoom;
 };
 
 #endif

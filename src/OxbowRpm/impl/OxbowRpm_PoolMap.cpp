@@ -11,8 +11,7 @@ template class OxbowRpm_WeakRef<OxbowRpm_PoolMap>;
 OxbowRpm_PoolMap::OxbowRpm_PoolMap() : mSlotMatrix(0) {}
 
 std::int32_t OxbowRpm_PoolMap::LookupByUUID(const PoolUUID& uuid) const {
-    cow_ListIterator<OxbowRpm_PoolMapItem> item(mItemList);
-    for (item.Start(); item.More(); item.Next()) {
+    for (cow_ListIterator<OxbowRpm_PoolMapItem> item(mItemList); item.More(); item.Next()) {
         if (item.Current().mUUID == uuid) {
             return item.Index();
         }

@@ -31,10 +31,13 @@ public:
     /** Takes `length` bytes, zero bytes included; on failure the old value stays. */
     void Assign(const char* text, std::size_t length) { *this = FennelCountedText(text, length); }
 
-    /** The bytes, good until this object changes or goes, with a terminator behind the last one. */
-    std::string_view View() const noexcept;
+    /** The bytes, valid until this object changes or is destroyed, with a terminator behind the last
+        one. */
+    const char* GetBytes() const noexcept;
     /** Without the terminator. */
-    std::size_t GetLengthInByte() const noexcept { return View().size(); }
+    std::size_t GetLengthInByte() const noexcept;
+    /** Both as a view. Inline, since the layout of a view differs between standard libraries. */
+    std::string_view View() const noexcept { return {GetBytes(), GetLengthInByte()}; }
 
 private:
     struct Block;

@@ -22,7 +22,7 @@ public:
     static FennelUnicodeString BuildFromChar(const char* text) { return FennelUnicodeString(text); }
 
     /** The bytes with a terminator, good until this object changes or goes. */
-    const char* ConvertToChar() const noexcept { return View().data(); }
+    const char* ConvertToChar() const noexcept { return GetBytes(); }
 };
 
 #endif
