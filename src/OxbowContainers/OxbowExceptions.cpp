@@ -28,7 +28,7 @@ OXBOW_DEFINE_PLAIN(OxbowExcCantExternalizeLoc, 3,
 OXBOW_DEFINE_PLAIN(OxbowExcCantGetFile, 4, "the file is not among the document's open files")
 OXBOW_DEFINE_PLAIN(OxbowExcCorruptHeader, 5,
                    "a pool header is cut short or its length can't be true")
-OXBOW_DEFINE_PLAIN(OxbowExcNotOxbowFile, 6, "no pool header stands where one should")
+OXBOW_DEFINE_PLAIN(OxbowExcNotOxbowFile, 6, "there is no pool header where one should be")
 OXBOW_DEFINE_PLAIN(OxbowExcUserSigMismatch, 8, "the file bears another user signature")
 OXBOW_DEFINE_PLAIN(OxbowExcCorruptDirectory, 9, "a pool directory is cut short, empty or too large")
 OXBOW_DEFINE_PLAIN(OxbowExcImmutablePool, 11, "the pool is sealed and can't grow")

@@ -61,7 +61,7 @@ std::size_t FennelCountedText::GetLengthInByte() const noexcept {
 }
 
 void FennelCountedText::Release() noexcept {
-    // Acquire and release: whoever frees the block has seen every other holder's last read of it.
+    // Acquire and release: the holder that frees the block has seen all other holders' reads of it.
     if (mBlock != nullptr && mBlock->mUse.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         mBlock->~Block();
         mem_Free(mBlock);

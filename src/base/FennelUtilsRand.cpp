@@ -23,7 +23,7 @@ std::uint32_t DrawFromSystem() {
     return value;
 }
 
-/** Steps a counter by an odd constant and mixes it: every state gives another value, and one atomic
+/** Steps a counter by an odd constant and mixes it: every state makes another value, and one atomic
     addition keeps two threads from drawing the same one. */
 std::uint32_t DrawFromSeed() {
     constexpr std::uint64_t kStep = 0x9E3779B97F4A7C15u;

@@ -6,8 +6,8 @@
 #include <cstdint>
 
 /** \file
-    The stored forms of numbers, locators and strings. Nothing here makes a file call, so that
-    whoever reads a file by other means can use them. */
+    The stored forms of numbers, locators and strings. Nothing here makes a file call, so
+    that a program which reads files by other means can use them. */
 
 // The two widths that files hold, by name: a wrong width would still compile.
 

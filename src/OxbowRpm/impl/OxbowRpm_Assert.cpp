@@ -15,6 +15,6 @@ void OxbowRpm_Assert::ReportValidationFailure(const char* expression, const char
     std::fprintf(stderr,
                  "Put Stop in OxbowRpm_Assert::ReportValidationFailure to find occurrence\n");
     std::fflush(stderr);
-    // The exception names this place; the one that failed stands in the report.
+    // The exception names this place; the report names the one that failed.
     OxbowExcValidationFailure().Throw(__FILE__, __LINE__);
 }

@@ -76,7 +76,7 @@ void OxbowRpm_BStreamReadLocator::ReadBlock(void* destination, std::uint32_t len
     }
 }
 
-/** Gives out what the buffer holds and reads the rest straight into the caller's memory. */
+/** Copies what the buffer holds and reads the rest straight into the caller's memory. */
 void OxbowRpm_BStreamReadLocator::ReadPastBuffer(char* destination, std::uint64_t length) {
     const std::uint64_t remaining = mValid - mCursor;
     if (remaining != 0) {

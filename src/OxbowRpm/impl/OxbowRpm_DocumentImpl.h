@@ -8,7 +8,7 @@
 #include "OxbowRpm/impl/OxbowRpm_FileImpl.h"
 #include "list/cow_List.h"
 
-/** What a document does; OxbowRpm_Document tells it. Holds the map and the files strongly;
+/** The working class of OxbowRpm_Document, which documents the operations. Holds the map and the files strongly;
     everything below refers back by plain pointers and weak references. */
 class OxbowRpm_DocumentImpl : public mem_AllocationOperators {
 public:

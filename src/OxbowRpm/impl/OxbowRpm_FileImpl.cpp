@@ -362,8 +362,8 @@ void OxbowRpm_FileImpl::WriteAt(std::uint64_t position, std::uint64_t size, cons
 
 void OxbowRpm_FileImpl::SeekFor(std::uint64_t position) {
     const bool there = position == mFilePosition && position != kUnknownPosition;
-    // Forgotten before the transfer and noted again behind it: one that fails leaves the platform's
-    // position nobody knows where.
+    // Forgotten before the transfer and noted behind it, since a failed one leaves the platform's
+    // position unknown.
     mFilePosition = kUnknownPosition;
     if (!there) {
         mOSFile.Seek(position);

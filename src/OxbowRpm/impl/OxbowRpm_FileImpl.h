@@ -16,7 +16,7 @@ class OxbowRpm_DocumentImpl;
 
     The logical end is where the next pool will start. It runs ahead of the file's true size,
     because booking a range writes nothing; the file grows when a write reaches past its end.
-    Threads: ReadAt and WriteAt may come from several; whoever changes the chain must be alone. */
+    Threads: ReadAt and WriteAt may come from several; a change of the chain must be alone. */
 class OXBOW_EXPORT OxbowRpm_FileImpl : public mem_AllocationOperators {
 public:
     explicit OxbowRpm_FileImpl(OxbowRpm_DocumentImpl* document);
@@ -59,7 +59,7 @@ public:
     std::uint32_t UserSignature() const;
     bool ReadOnly() const;
     FennelUnicodeString FileName() const { return mOSFile.Name(); }
-    /** What the platform reports, without the booked ranges that nobody has written. */
+    /** What the platform reports, without booked ranges that were never written. */
     std::uint64_t TrueSize() const { return mOSFile.Size(); }
 
 private:

@@ -32,7 +32,7 @@ OxbowExcSystemError SystemError(const char* service, DWORD code) {
 OxbowRpm_OSFile::OxbowRpm_OSFile() : mHandle(nullptr), mReadOnly(true) {}
 
 OxbowRpm_OSFile::~OxbowRpm_OSFile() {
-    // One that fails gives the file up, but not what stands behind the handle.
+    // A failed close ends the file, but not the record behind the handle.
     if (IsOpen() && !CloseHandle(mHandle)) {
         CloseHandle(mHandle);
     }

@@ -34,7 +34,7 @@ public:
     /** From the file's start; past the end is no failure. Raises OxbowExcSystemError
         ("SetFilePointer"). */
     void Seek(const std::uint64_t& position);
-    /** Gives less than `length` only when the file has ended. Raises OxbowExcReadError. */
+    /** Returns less than `length` only when the file has ended. Raises OxbowExcReadError. */
     std::uint64_t Read(void* buffer, std::uint64_t length);
     /** Raises OxbowExcReadOnly, OxbowExcWriteError, OxbowExcShortWrite. */
     void Write(const void* data, std::uint64_t length);
@@ -51,7 +51,7 @@ public:
     OxbowRpm_Mutex& Mutex() { return mMutex; }
 
 private:
-    /** Gives 0, or the platform's code of the failure. */
+    /** Returns 0, or the platform's code of the failure. */
     DWORD Open(const FennelUnicodeString& path, DWORD access, DWORD disposition, DWORD share);
     void OpenExisting(const FennelUnicodeString& path, DWORD access, DWORD share);
 

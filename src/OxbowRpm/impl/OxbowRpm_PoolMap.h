@@ -15,7 +15,7 @@
     names it, its file was closed, or its directory has no pool.
 
     Slots are the callers' contract and asserted. One thread at a time: translating a locator writes
-    to the matrix, although nobody sees a change. */
+    to the matrix, although no result changes. */
 class OXBOW_EXPORT OxbowRpm_PoolMap : public mem_AllocationOperators {
 public:
     /** The matrix counts its cells in a signed 32-bit number. */
@@ -26,7 +26,7 @@ public:
     std::int32_t Length() const { return mItemList.Length(); }
     /** The slot, or -1. */
     std::int32_t LookupByUUID(const PoolUUID& uuid) const;
-    /** Adds an unbound item and gives its slot. Raises OxbowExcPoolAlreadyInDoc,
+    /** Adds an unbound item and returns its slot. Raises OxbowExcPoolAlreadyInDoc,
         OxbowExcValidationFailure when the map is full, std::bad_alloc; the map is unchanged then.
     */
     std::int32_t Add(const PoolUUID& uuid);

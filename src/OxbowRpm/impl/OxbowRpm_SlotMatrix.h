@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/** A square of cells, each -1 until it is known: for a pool and a target, at which place of the
-    pool's directory the target stands. */
+/** A square of cells, each -1 until it is known: for a pool and a target, the target's index
+    in the pool's directory. */
 class OxbowRpm_SlotMatrix {
 public:
     /** Every cell -1. Raises std::bad_alloc. */

@@ -9,8 +9,8 @@
 #include <cstdint>
 
 /** \file
-    The family of exceptions. Memory exhaustion is not part of it: that is std::bad_alloc. What an
-    operation leaves behind when it raises stands with that operation.
+    The family of exceptions. Memory exhaustion is not part of it: that is std::bad_alloc. Each
+    operation documents what it leaves when it raises.
 
     Ownership: every class derives directly from FennelException and is a plain value that owns no
     heap memory, may be copied, kept and passed on, and lives as long as its holder likes.
@@ -18,7 +18,7 @@
     Raises: the three reports raise std::bad_alloc, nothing else raises but Throw and Propagate.
     Units: bytes. Each class's comment ends with its GetCode(). */
 
-/** What each class overrides. The virtual table stands where AsString does. */
+/** What each class overrides. The virtual table is emitted beside AsString. */
 #define OXBOW_EXCEPTION_OVERRIDES                 \
     atr_String AsString() const override;         \
     [[noreturn]] void Propagate() const override; \
@@ -51,7 +51,8 @@ OXBOW_PLAIN_EXCEPTION(OxbowExcCorruptHeader);
 OXBOW_PLAIN_EXCEPTION(OxbowExcNotOxbowFile);
 /** The file bears another user signature than the document. Code 8. */
 OXBOW_PLAIN_EXCEPTION(OxbowExcUserSigMismatch);
-/** A pool directory is cut short, empty or too large. Code 9. */
+/** A pool directory is cut short, is empty, or has more entries than a document can know. Code 9.
+*/
 OXBOW_PLAIN_EXCEPTION(OxbowExcCorruptDirectory);
 /** The pool is sealed and can't grow. Code 11. */
 OXBOW_PLAIN_EXCEPTION(OxbowExcImmutablePool);

@@ -21,21 +21,24 @@ public:
     OxbowRpm_BStreamRead& operator=(const OxbowRpm_BStreamRead&) = delete;
     virtual ~OxbowRpm_BStreamRead();
 
-    /** Gives a pointer to the next bytes, without alignment, good until the next call on the
-        stream, and counts them as read. After a failure the stream has not moved, but for what the
-        concrete class tells. A length of 0 is a failed assertion, which ends the process. */
+    /** Returns a pointer to the next bytes, without alignment and valid until the next call on the
+        stream, and counts them as read. After a failure the stream has not moved, unless the
+        concrete class says otherwise. A length of 0 is a failed assertion, which ends the process.
+    */
     virtual const char* PrepRead(std::uint64_t requestedLength) = 0;
     /** Copies the next bytes out. A length of 0 does nothing. Fails as PrepRead. */
     virtual void ReadBlock(void* destination, std::uint32_t length) = 0;
     /** The directory in which the stream's stored locators count; OxbowRpm_Locator asks for it. */
     virtual const OxbowRpm_PoolDirectoryImpl& SourceDir() const = 0;
 
-    /** Reads a string: a 32-bit length, the bytes, and padding to a multiple of 4, which is
-        skipped. A text ends at its first zero byte. A negative length raises
-        OxbowExcValidationFailure. A length that goes past the end of a file gives the text that is
-        there, or what ReadBlock raises; it takes memory for that text alone. A text of more than 1
-        MiB is read in several blocks. After a failure the value is as it was, and the stream stands
-        behind what it had taken. */
+    /** Reads a string: a 32-bit length, the bytes in one ReadBlock, and padding to a multiple of 4,
+        which is skipped. A text ends at its first zero byte. On a stream over a pool, a text that is
+        longer than the stream's buffer and whose length reaches past the end of the file comes back
+        short, as the text that is there; any other raises what ReadBlock raises. The stored length
+        costs address space for as many bytes, and memory only where bytes are read; a sparse file
+        can hold 2 GiB of them.
+        Raises: OxbowExcValidationFailure for a negative length; what ReadBlock raises.
+        Leaves: after a failure the value is unchanged, and the stream is behind the length. */
     void Read(FennelString& value);
     /** As for a FennelString. */
     void Read(FennelUnicodeString& value);

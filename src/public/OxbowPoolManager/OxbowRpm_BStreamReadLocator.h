@@ -12,14 +12,14 @@
     Threads: one at a time, the document's.
     Raises: OxbowExcShortBuffer (total reached, limit) past the limit; OxbowExcRequestTooBig
     (requested, bytes at hand) when a request exceeds the buffer or the file has ended; the stream
-    has moved on by nothing then. OxbowExcCantDerefLocator and the platform's failures pass through;
-    after one of those the stream is not to be used again. A block larger than the buffer that meets
-    the file's end comes back short without a failure: its destination keeps what it held.
+    has not moved then. OxbowExcCantDerefLocator and the platform's failures pass through; after one
+    of those the stream must not be used again. A block larger than the buffer that meets the file's
+    end is short without a failure: the rest of its destination is unchanged.
     While the pool is not open, SourceDir, and with it a locator that is read, ends the process.
     Units: bytes. */
 class OXBOW_EXPORT OxbowRpm_BStreamReadLocator : public OxbowRpm_BStreamRead {
 public:
-    /** `limit`: the most bytes that the stream may deliver, 0 for no limit. Without one a read can
+    /** `limit`: the most bytes that the stream may return, 0 for no limit. Without one a read can
         run past the pool's data. `bufferSize`: at least 16 bytes are taken. Touches nothing and
         raises nothing. */
     OxbowRpm_BStreamReadLocator(const OxbowRpm_Locator& start, const std::uint64_t& limit,

@@ -24,7 +24,7 @@ public:
     */
     virtual ~OxbowRpm_BStreamWrite() noexcept(false);
 
-    /** Reserves the next bytes and gives a pointer to them, without alignment; the caller fills all
+    /** Reserves the next bytes and returns a pointer to them, without alignment; the caller fills all
         of them before its next call on the stream. After a failure nothing was accepted. A length
         of 0 is a failed assertion, which ends the process. */
     virtual char* PrepWrite(std::uint64_t requestedLength) = 0;
@@ -34,9 +34,10 @@ public:
     /** The directory in which the locators written count; OxbowRpm_Locator asks for it. */
     virtual const OxbowRpm_PoolDirectoryImpl& SourceDir() const = 0;
 
-    /** Writes a string: a 32-bit length, the bytes, and zeros to a multiple of 4. A text of 2^31
-        bytes or more raises OxbowExcValidationFailure before anything is written. A failure behind
-        the length leaves that in the stream without its text. */
+    /** Writes a string: a 32-bit length, the bytes, and zeros to a multiple of 4.
+        Raises: OxbowExcValidationFailure for a text of 2^31 bytes or more, and std::bad_alloc, both
+        before anything is written; what PrepWrite and WriteBlock raise.
+        Leaves: a failure behind the length leaves that in the stream without its text. */
     void Write(const FennelString& value);
     /** As for a FennelString. */
     void Write(const FennelUnicodeString& value);

@@ -9,17 +9,18 @@
     when it overflows and in the destructor: there is no flush.
 
     Ownership: keeps a copy of the locator, which keeps nothing alive; owns its buffer, made when
-    first needed.
+    first needed. While it holds bytes, it must be destroyed before its document.
     Threads: one at a time, the document's.
     Raises: OxbowExcShortBuffer (total reached, limit) past the limit; OxbowExcRequestTooBig
     (requested, buffer size) when a request exceeds the buffer; nothing was accepted then, though
     buffered bytes may have been written. OxbowExcCantDerefLocator, OxbowExcIOBounds,
-    OxbowExcWriteReadOnly and the platform's failures pass through, and the bytes held back stay
-    held. The destructor lets its failure through, unless more exceptions are on their way than when
-    the stream was made: then it drops its own. Destroy the stream where an exception can be
-    handled.
+    OxbowExcWriteReadOnly and the platform's failures pass through, and the bytes held back remain.
+    The destructor raises, too, unless more exceptions are on their way than when the stream was
+    made: then it drops its own. So destroy the stream where an exception can be handled, and not
+    from a destructor that is noexcept: a std::unique_ptr or a std::optional that holds it ends the
+    process when the last write fails.
     While the pool is not open, SourceDir, and with it a locator that is written, ends the process.
-    Durability: what was written is on the device when OxbowRpm_File::Flush has come back.
+    Durability: what was written is on the device when OxbowRpm_File::Flush has returned.
     Units: bytes. */
 class OXBOW_EXPORT OxbowRpm_BStreamWriteLocator : public OxbowRpm_BStreamWrite {
 public:

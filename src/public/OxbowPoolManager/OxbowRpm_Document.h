@@ -11,13 +11,14 @@ class OxbowRpm_DocumentImpl;
     a locator stored in any of them lead into any other.
 
     Ownership: the caller owns the document, the document its files, their pools and directories.
-    Handles and locators may outlive it, but must not be used then. Destroying it closes the files
-    without writing; what was written stays.
+    Handles, locators and streams may outlive it, but must not be used then; a stream that still
+    holds bytes must not even be destroyed. Destroying the document closes its files without
+    writing; what was written remains.
     Threads: one thread at a time for a document and all that is reached from it. Several documents
-    may live on several threads.
+    may be used on several threads.
     Raises: the family of OxbowExceptions.h, and std::bad_alloc, from any operation that allocates.
-    Durability: written bytes have reached the device when Flush or Close has come back.
-    Units: a document knows 46340 pools at most, open or not. */
+    Durability: written bytes are on the device when Flush or Close has returned.
+    Units: a document knows at most 46340 pools, open or not. */
 class OXBOW_EXPORT OxbowRpm_Document {
 public:
     /** How AddFile opens a file. */
@@ -48,49 +49,61 @@ public:
     OxbowRpm_Document& operator=(const OxbowRpm_Document&) = delete;
 
     /** Opens the file and reads all its pool headers; AccessUpdate rewrites the last one at once.
-        Pools that the file shares with one already open are taken over from it.
         While a file is open for writing, nobody else can open it for writing, in this process or
-        another, unless its file system has no locks; readers can, and see the pools that were there
-        when they opened it.
-        Raises OxbowExcNoSuchFile, OxbowExcSystemError (service "CreateFile") when the file can't be
-        opened or created, or its name holds a zero byte, OxbowExcReadError, OxbowExcWriteError,
-        OxbowExcShortWrite, FennelExcNoEntropy; for what the file holds OxbowExcCorruptHeader,
-        OxbowExcNotOxbowFile, OxbowExcNeedUpgrade, OxbowExcUserSigMismatch,
-        OxbowExcCorruptDirectory; and OxbowExcValidationFailure when the document would know more
-        than 46340 pools.
-        After a failure the file is closed, and the document's files and pools are as before, though
-        it may know more UUIDs. By then AccessCreate may have emptied the file, and AccessUpdate
-        rewritten the last header. A mode that is none of the three ends the process. */
+        another, unless its file system has no locks. Readers can open it, and see the pools that
+        existed then. A reader that opens while the writer changes a header can meet half of it, be
+        refused with one of the five exceptions for what the file holds, and should try again.
+
+        A file that is added twice, or a copy of a file beside its original, has the same UUIDs:
+        their locators then lead into the file that was added last, bookings and writes made
+        through the first one included, and closing either makes the pools of both unreachable.
+        Each call leaves a small entry in the document until Close().
+
+        Raises: OxbowExcNoSuchFile; OxbowExcSystemError (service "CreateFile") when the file can't
+        be opened or created, or its name contains a zero byte; OxbowExcReadError,
+        OxbowExcWriteError, OxbowExcShortWrite, FennelExcNoEntropy; for what the file holds
+        OxbowExcCorruptHeader, OxbowExcNotOxbowFile, OxbowExcNeedUpgrade, OxbowExcUserSigMismatch,
+        OxbowExcCorruptDirectory; OxbowExcValidationFailure when the document would know more than
+        46340 pools. A mode that is none of the three ends the process.
+        Leaves: after a failure the file is closed, and the document's files and pools are as
+        before, though it may know more UUIDs. AccessCreate may have emptied the file by then, and
+        AccessUpdate may have rewritten the last header. */
     OxbowRpm_File AddFile(const FennelUnicodeString& name, AccessMode mode);
 
-    /** A directory that belongs to no pool, for streams over plain memory. It names every pool that
-        the document knows now, and counts as one of them until the document is closed. The handle
-        shares it. Raises FennelExcNoEntropy, and OxbowExcValidationFailure past 46340 pools; what
-        the document knows is as before then. */
+    /** Returns a directory that belongs to no pool, for streams over plain memory. It names every
+        pool that the document knows now, and counts as one of them until Close(). The handle shares
+        it.
+        Raises: FennelExcNoEntropy; OxbowExcValidationFailure past 46340 pools.
+        Leaves: after a failure the document knows what it knew before. */
     OxbowRpm_PoolDirectory NewDirectory();
 
-    /** OxbowRpm_File::Flush for each open file, in the order of AddFile. A failure, which is one of
-        that operation, ends the walk there. */
+    /** Calls OxbowRpm_File::Flush for each open file, in the order of AddFile.
+        Raises: as that operation. A failure ends the walk, so that later files are not flushed. */
     void Flush();
 
     /** Flushes and closes all files, forgets all pools and sets the user signature to four zero
-        bytes. Locators and directories of the document must not be used afterwards. Raises as
-        OxbowRpm_File::Flush, and OxbowExcFileCloseFailed. A failure ends the walk: files behind it
-        stay open, and the closed ones must not be closed again; destroying the document is then the
-        way out. */
+        bytes. Locators and directories of the document must not be used afterwards.
+        Raises: as OxbowRpm_File::Flush, and OxbowExcFileCloseFailed.
+        Leaves: a failure ends the walk; later files are open, and nothing is forgotten. Called
+        again, it passes over the files that are closed. A device that refused a flush is not asked
+        again, so the second call closes the file, and promises nothing of what the device holds.
+        While a header can't be written, or after OxbowExcFileCloseFailed, each call fails at that
+        file: close the others one by one, and destroy the document. */
     void Close();
 
-    /** Flushes and closes one file. Locators into it stay valid values: they raise
-        OxbowExcCantDerefLocator until the file is added again. Raises OxbowExcCantGetFile if the
-        file is not among the open files of this document, what OxbowRpm_File::Flush raises (the
-        file is open then, as before), and OxbowExcFileCloseFailed (its locators raise
-        OxbowExcCantDerefLocator then, and the handle must not be used again; if the file was
-        writable the document's own Flush and Close fail at it from then on, so flush and close the
-        others one by one, and destroy the document). */
+    /** Flushes and closes one file. Locators into it remain valid values: they raise
+        OxbowExcCantDerefLocator until the file is added again.
+        Raises: OxbowExcCantGetFile if the file is not among the open files of this document; as
+        OxbowRpm_File::Flush, and the file is open then, as before; OxbowExcFileCloseFailed.
+        Leaves: called again after the device has refused a flush, it closes the file, and promises
+        nothing of what the device holds. After OxbowExcFileCloseFailed the file's locators raise
+        OxbowExcCantDerefLocator, the handle must not be used again, and the document's own Flush
+        and Close fail at a file that was writable. */
     void Close(const OxbowRpm_File& file);
 
-    /** Classifies a file by its first nine bytes; needs no document. Raises OxbowExcNoSuchFile,
-        OxbowExcSystemError, OxbowExcReadError, OxbowExcFileCloseFailed. */
+    /** Classifies a file by its first nine bytes; requires no document.
+        Raises: OxbowExcNoSuchFile, OxbowExcSystemError, OxbowExcReadError,
+        OxbowExcFileCloseFailed. */
     static FileType GetFileType(const FennelUnicodeString& path);
 
 private:

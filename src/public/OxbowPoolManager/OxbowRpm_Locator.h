@@ -18,13 +18,13 @@ class OxbowRpm_BStreamWrite;
     either.
     Threads: those of the document.
     Raises: what each operation names.
-    Durability: as OxbowRpm_File::Flush tells.
+    Durability: see OxbowRpm_File::Flush.
     Units: offsets in bytes of the pool's data; arithmetic is not checked and wraps at 2^64. */
 class OXBOW_EXPORT OxbowRpm_Locator {
 public:
     /** The null locator. */
     OxbowRpm_Locator();
-    /** `other` moved on by `delta` bytes. */
+    /** The place `delta` bytes behind `other`. */
     OxbowRpm_Locator(const OxbowRpm_Locator& other, std::uint64_t delta);
     OxbowRpm_Locator(const OxbowRpm_Locator&) = default;
     OxbowRpm_Locator& operator=(const OxbowRpm_Locator&) = default;
@@ -44,28 +44,31 @@ public:
     /** Whether the file of the pool is read-only. */
     bool ReadOnly() const;
 
-    /** Reads up to `length` bytes into `buffer` and gives the count. It is not bounded by the
-        pool's data: a longer read goes on into what follows in the file, and comes back short only
-        at the file's end; the bytes of `buffer` behind the count are as they were. Raises
-        OxbowExcCantDerefLocator if the pool is not open, OxbowExcReadError, OxbowExcSystemError
-        (`buffer` may hold a part then). */
+    /** Reads up to `length` bytes into `buffer` and returns the count. It is not bounded by the
+        pool's data: a longer read continues into what follows in the file, and is short only at the
+        file's end; the bytes of `buffer` behind the count are unchanged.
+        Raises: OxbowExcCantDerefLocator if the pool is not open; OxbowExcReadError,
+        OxbowExcSystemError (`buffer` may hold a part then). */
     std::uint64_t Read(std::uint64_t length, char* buffer) const;
-    /** Writes all `length` bytes inside the pool's data, be the pool sealed or not. Raises
-        OxbowExcCantDerefLocator if the pool is not open, OxbowExcIOBounds past the data's end,
-        OxbowExcWriteReadOnly on a read-only file (nothing is written then), OxbowExcWriteError,
-        OxbowExcShortWrite, OxbowExcSystemError (some of the bytes may have been written). */
+    /** Writes all `length` bytes inside the pool's data, whether the pool is sealed or not.
+        Raises, before anything is written: OxbowExcCantDerefLocator if the pool is not open,
+        OxbowExcIOBounds past the data's end, OxbowExcWriteReadOnly on a read-only file. Later:
+        OxbowExcWriteError, OxbowExcShortWrite, OxbowExcSystemError (some of the bytes may have been
+        written). */
     void Write(std::uint64_t length, const char* buffer) const;
 
     /** Reads the 12-byte stored form. A stored null sets the offset to 0 and leaves the rest, so
-        read into a fresh locator. Raises OxbowExcValidationFailure, with a report, if the stored
-        pool is not in the stream's directory (the offset is 0 then), and what the stream raises. */
+        read into a fresh locator.
+        Raises: OxbowExcValidationFailure, with a report, if the stored pool is not in the stream's
+        directory (the offset is 0 then); what the stream raises. */
     void InternalizeImpl(OxbowRpm_BStreamRead& stream);
-    /** Writes the 12-byte stored form. Raises OxbowExcCantExternalizeLoc if the stream's directory
-        doesn't hold the pool, because that is younger than the pool written to (the stream has
-        moved past twelve bytes that hold nothing of use then), and what the stream raises. */
+    /** Writes the 12-byte stored form.
+        Raises: OxbowExcCantExternalizeLoc if the stream's directory doesn't hold the pool, because
+        that is younger than the pool written to (the stream has moved past twelve bytes then, which
+        read as a null locator); what the stream raises. */
     void ExternalizeImpl(OxbowRpm_BStreamWrite& stream) const;
 
-    /** The UUID of the pool, which need not be open. Raises std::bad_alloc. */
+    /** Returns the UUID of the pool, which need not be open. Raises std::bad_alloc. */
     FennelString GetGUID() const;
 
 private:

@@ -15,31 +15,32 @@
     used after its file was closed, nor after its pool, empty, was replaced by the file's next one.
     Threads: those of the document.
     Raises: what each operation names, and std::bad_alloc.
-    Durability: as OxbowRpm_File::Flush tells.
+    Durability: see OxbowRpm_File::Flush.
     Units: offsets and sizes in bytes of the pool's data. */
 class OXBOW_EXPORT OxbowRpm_Pool {
 public:
-    /** Offset 0 of the data. */
+    /** Returns offset 0 of the data. */
     OxbowRpm_Locator Start() const;
-    /** Just behind the data. */
+    /** Returns the offset just behind the data. */
     OxbowRpm_Locator End() const;
-    /** Books `size` bytes at the end of the data and gives their start. Nothing is written. What is
-        never written reads as zeros if later bytes are written, or as what a failed or shorter
-        AppendPool left in that place; and it is no part of the pool after reopening if the file
-        ends before it.
-        Raises OxbowExcImmutablePool unless this is the last pool of a writable file and its header
-        could be written, and OxbowExcIOBounds past the longest pool that can be stored (10^16 - 1
-        bytes with its header); nothing has changed then. */
+    /** Books `size` bytes at the end of the data and returns their start. Nothing is written. Bytes
+        that are never written read as zeros if later bytes are written, or as what a failed or
+        shorter AppendPool has left in that place; if the file ends before them, they are no part of
+        the pool when it is opened again.
+        Raises, and changes nothing then: OxbowExcImmutablePool unless this is the last pool of a
+        writable file, not sealed, and the last write of its header has succeeded; OxbowExcIOBounds
+        past the longest pool that can be stored (10^16 - 1 bytes with its header). */
     OxbowRpm_Locator Allocate(std::uint64_t size);
 
     /** Whether the pool's file is read-only. A sealed pool of a writable file can still be
         overwritten. */
     bool ReadOnly() const;
-    /** A handle that shares the directory, and may outlive the pool. */
+    /** Returns a handle that shares the directory, and may outlive the pool. */
     OxbowRpm_PoolDirectory Directory() const;
-    /** Bytes of data, booked ones included. */
+    /** Returns the number of bytes of data, booked ones included. */
     std::uint64_t Length() const;
-    /** The pool's UUID, 32 characters; a stored one that holds a zero byte ends there. */
+    /** Returns the pool's UUID, 32 characters; a stored one that contains a zero byte ends there.
+    */
     FennelString GetGUID() const;
 
 private:

@@ -6,7 +6,7 @@
 
 /** Handle on a directory: the list of pools that stored locators may name, its own first.
 
-    Ownership: shares the directory, which lives as long as anybody holds it; it must not be used
+    Ownership: shares the directory, which lives as long as it has holders; it must not be used
     after the document was closed or destroyed.
     Threads: those of the document.
     Raises: std::bad_alloc from GetGUID, and nothing else. */
@@ -16,8 +16,8 @@ public:
     OxbowRpm_PoolDirectory& operator=(const OxbowRpm_PoolDirectory&) = default;
     ~OxbowRpm_PoolDirectory();
 
-    /** The UUID of the directory's own pool, 32 characters; a stored one that holds a zero byte
-        ends there. */
+    /** Returns the UUID of the directory's own pool, 32 characters; a stored one that contains a
+        zero byte ends there. */
     FennelString GetGUID() const;
 
     /** The next UUID that the library makes will be these 32 bytes, which must stay readable until

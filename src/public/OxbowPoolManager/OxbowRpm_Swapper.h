@@ -55,13 +55,13 @@ public:
     }
 
     /** ExternalizeScalar for a width that is known only when the program runs: 2, 4 or 8 bytes,
-        also given back. Any other writes one line to stderr and ends the process. In memory the
+        which it returns. Any other writes one line to stderr and ends the process. In memory the
         value needs no alignment. */
     static unsigned int ExternalizeScalarUnsafe(char* destination, const void* source, int size);
     /** The way back, as ExternalizeScalarUnsafe. */
     static unsigned int InternalizeScalarUnsafe(const char* source, void* destination, int size);
 
-    /** Stores `count` values, one behind the other, each of the width that its type has. A count of
+    /** Stores `count` values, one after the other, each of the width that its type has. A count of
         0 or less moves nothing. */
     template <class Value>
     static void ExternalizeArray(char* destination, const Value* source, int count) {

@@ -4,7 +4,7 @@
 #include <OxbowPoolManager/PrivateInterfaces/OxbowRpm_StrongRef.h>
 
 /** Sees its target without keeping it alive. It doesn't learn that the target has gone: IsNull()
-    tells only whether it refers to anything at all.
+    says only whether it refers to anything at all.
 
     Ownership: none of the target; the block of counts lives as long as any reference.
     Threads: as OxbowRpm_StrongRef.

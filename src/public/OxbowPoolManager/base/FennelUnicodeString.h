@@ -3,7 +3,7 @@
 
 #include <OxbowPoolManager/base/FennelCountedText.h>
 
-/** A file name or other text that leaves the program, in UTF-8, taken as it stands and never
+/** A file name or other text that leaves the program, in UTF-8, taken as it is and never
     checked or converted. A class of its own, so that the kinds of text are not mistaken for one
     another. Building and assigning from bytes raise std::bad_alloc; copying raises nothing. Copies
     may live on several threads. */
@@ -12,7 +12,7 @@ public:
     FennelUnicodeString() noexcept = default;
     /** Takes terminated text; null counts as empty. */
     FennelUnicodeString(const char* text) : FennelCountedText(text) {}
-    /** Takes `length` bytes as they stand, zero bytes included. */
+    /** Takes `length` bytes as they are, zero bytes included. */
     FennelUnicodeString(const char* text, std::size_t length) : FennelCountedText(text, length) {}
 
     /** Takes terminated text; on failure the old value stays. */

@@ -4,7 +4,7 @@
 #include <OxbowPoolManager/base/Oxbow_Export.h>
 
 /** \file
-    The two kinds of check. A host may use them, too; they stay in whatever the build. */
+    The two kinds of check. A host may use them, too; no kind of build leaves them out. */
 
 /** The reporters behind the two kinds of check. Each writes three lines to stderr: the condition,
     the place, and where to set a breakpoint.
@@ -12,7 +12,7 @@
     Threads: safe from any; they take no lock, so two threads that fail at once may mix lines. */
 class OXBOW_EXPORT OxbowRpm_Assert {
 public:
-    /** Prints the report and comes back; the macro then stops the process. */
+    /** Prints the report and returns; the macro then stops the process. */
     static void ReportAssertionFailure(const char* expression, const char* file, int line);
     /** Prints the report and raises OxbowExcValidationFailure. */
     [[noreturn]] static void ReportValidationFailure(const char* expression, const char* file,

@@ -14,13 +14,13 @@ public:
     static void* operator new(std::size_t size);
     /** Memory for an array. */
     static void* operator new[](std::size_t size);
-    /** Gives an object's memory back; null is accepted. */
+    /** Frees an object's memory; null is accepted. */
     static void operator delete(void* block) noexcept;
-    /** Gives an array's memory back; null is accepted. */
+    /** Frees an array's memory; null is accepted. */
     static void operator delete[](void* block) noexcept;
     /** The forms above hide the language's own placement form; containers need it back. */
     static void* operator new(std::size_t, void* place) noexcept { return place; }
-    /** What belongs to the placement form: nothing to give back. */
+    /** Matches the placement form: nothing to free. */
     static void operator delete(void*, void*) noexcept {}
 };
 
