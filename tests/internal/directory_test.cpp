@@ -49,6 +49,24 @@ TEST_F(Addressing, DirectoriesTranslateBothWaysAndTwinsNeverMeetAWrongPlace) {
     EXPECT_EQ(Stored("z")->DirSlotFromMapSlot(6), 0) << "a zero byte ends the text, not the UUID";
 }
 
+TEST_F(Addressing, NotedPlacesSurviveTheGrowthOfTheMap) {
+    Stored("abc");
+    for (std::int32_t from = 0; from < 3; ++from) {
+        for (std::int32_t to = 0; to < 3; ++to) {
+            EXPECT_EQ(mMap->GetSrcSlotInDir(from, to), -1);
+            mMap->SetSrcSlotInDir(from, to, 10 * from + to);
+        }
+    }
+    Stored("defgh");
+    for (std::int32_t from = 0; from < 8; ++from) {
+        for (std::int32_t to = 0; to < 8; ++to) {
+            const bool noted = std::max(from, to) < 3;
+            EXPECT_EQ(mMap->GetSrcSlotInDir(from, to), noted ? 10 * from + to : -1)
+                << from << " to " << to;
+        }
+    }
+}
+
 TEST_F(Addressing, UUIDsAreFourValuesLeastNibbleFirst) {
     TestRandom::Script({0x12345678u, 0xFEDCBA98u, 0u, 0xFFFFFFFFu});
     const int before = TestRandom::Draws();
