@@ -2,6 +2,7 @@
 #include "platform/platform_FileCalls.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -137,6 +138,66 @@ TEST_F(FileCalls, AFailedWriteLeavesBytesAndPosition) {
         _exit(HasFailure());
     };
     EXPECT_EXIT(writePastTheLimit(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(FileCalls, AWriteThatStartsAtTheSizeLimitFailsWithoutASignal) {
+    const auto writeAtTheLimit = [&](uint64_t position) {
+        const rlimit limit = {100, 100};
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        const HANDLE file = Open("plain");
+        EXPECT_TRUE(Seek(file, position));
+        EXPECT_FALSE(Write(file, "x"));
+        EXPECT_EQ(GetLastError(), static_cast<DWORD>(EFBIG));
+        EXPECT_EQ(Bytes("plain"), "content");
+        EXPECT_TRUE(Seek(file, 99));
+        EXPECT_TRUE(Write(file, "x")) << "the last byte that the limit allows";
+        _exit(HasFailure());
+    };
+    for (const uint64_t position : {uint64_t{100}, uint64_t{101}, k4G}) {
+        Store("plain", "content");
+        EXPECT_EXIT(writeAtTheLimit(position), testing::ExitedWithCode(0), "") << position;
+    }
+}
+
+TEST_F(FileCalls, AnOpenThatCanNotMoveItsDescriptorUpReportsWhy) {
+    const auto openWithoutRoom = [] {
+        close(0);
+        const rlimit limit = {3, 3};  // no descriptor but the standard ones
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+        EXPECT_EQ(Code(Open("plain")), static_cast<DWORD>(EINVAL));
+        EXPECT_EQ(fcntl(0, F_GETFD), -1) << "the first descriptor is left open";
+        _exit(HasFailure());
+    };
+    EXPECT_EXIT(openWithoutRoom(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(FileCalls, AFolderOfTheGreatestLengthIsHeldAsWell) {
+    for (const std::size_t length : {PATH_MAX - 2, PATH_MAX - 1}) {  // of the path, with its end
+        string path(length, '/');
+        path.replace(0, 2, "./");
+        path.back() = 'f';
+        const HANDLE file = Open(path, kReadWrite, CREATE_ALWAYS);
+        ASSERT_NE(file, INVALID_HANDLE_VALUE) << length;
+        EXPECT_EQ(DescriptorsOn(".").size(), 1u) << length;
+        EXPECT_TRUE(FlushFileBuffers(file)) << length;
+        EXPECT_TRUE(CloseHandle(file)) << length;
+        EXPECT_EQ(unlink("f"), 0);
+        path += "oo";
+        EXPECT_EQ(Code(Open(path + string(PATH_MAX, 'o'))), static_cast<DWORD>(ENAMETOOLONG));
+    }
+}
+
+TEST_F(FileCalls, SizesAreFreshFromTheSecondQuestionOn) {
+    const HANDLE file = Open("plain", GENERIC_READ, OPEN_EXISTING, kShareBoth);
+    EXPECT_EQ(Size(file), 7u);
+    Store("plain", "longer content");
+    EXPECT_EQ(Size(file), 14u);
+    EXPECT_TRUE(CloseHandle(file));
+    const HANDLE writer = Open("plain");
+    EXPECT_TRUE(Seek(writer, 20));
+    EXPECT_TRUE(Write(writer, "x"));
+    EXPECT_EQ(Size(writer), 21u) << "what opening measured is no answer any more";
+    EXPECT_TRUE(CloseHandle(writer));
 }
 
 TEST_F(FileCalls, DescriptorsStayPrivateAndTheDirectoryOfANewFileIsHeldUntilAFlush) {
