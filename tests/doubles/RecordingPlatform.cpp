@@ -88,7 +88,9 @@ HANDLE CreateFileA(const char* path, DWORD access, DWORD, void*, DWORD dispositi
     if (gLastError != 0) {
         return INVALID_HANDLE_VALUE;
     }
-    creates ? MemoryFiles::At(path).Set("") : void();
+    if (creates) {
+        MemoryFiles::At(path).Set("");
+    }
     open.file = MemoryFiles::All()[path];
     const HANDLE handle = reinterpret_cast<HANDLE>(++gLastHandle);
     gHandles[handle] = open;

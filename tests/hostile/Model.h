@@ -2,6 +2,7 @@
 #define OXBOW_TEST_HOSTILE_MODEL_H
 
 #include <OxbowPoolManager/OxbowPoolManager.h>
+#include <gtest/gtest-printers.h>
 
 #include <functional>
 #include <map>
@@ -17,10 +18,36 @@ namespace Hostile {
 
 constexpr auto kRead = OxbowRpm_Document::AccessReadOnly, kUpdate = OxbowRpm_Document::AccessUpdate;
 
-inline void Require(bool right, const char* what) {
-    right ? void() : throw std::logic_error(what);
+/** What is under way, such as "step 7, append, /memory/a"; it stands in front of every failure. */
+inline string gUnderWay;
+
+inline void Require(bool right, const string& what) {
+    if (!right) {
+        throw std::logic_error(gUnderWay + ": " + what);
+    }
 }
-/** Gives the code of what the action raises, 0 for nothing; it must be one of these. */
+template <class Found, class Expected>
+void RequireEqual(const string& what, const Found& found, const Expected& expected) {
+    if (!(found == expected)) {
+        throw std::logic_error(gUnderWay + ": " + what + ": expected " +
+                               testing::PrintToString(expected) + ", found " +
+                               testing::PrintToString(found));
+    }
+}
+/** Where two runs of bytes differ first, with what stands there. */
+inline void RequireSameBytes(const string& what, const string& found, const string& expected) {
+    const auto at = static_cast<std::size_t>(
+        std::mismatch(
+            found.begin(),
+            found.begin() + static_cast<std::ptrdiff_t>(std::min(found.size(), expected.size())),
+            expected.begin())
+            .first -
+        found.begin());
+    RequireEqual(what + ", from byte " + std::to_string(at),
+                 found.substr(std::min(at, found.size()), 16),
+                 expected.substr(std::min(at, expected.size()), 16));
+}
+/** Returns the code of what the action raises, 0 for nothing; it must be one of these. */
 template <class Action>
 int Expect(const string& what, const vector<int>& codes, Action action) {
     int got = Sound;
@@ -30,7 +57,9 @@ int Expect(const string& what, const vector<int>& codes, Action action) {
         got = failure.GetCode();
     }
     const bool allowed = std::count(codes.begin(), codes.end(), got) != 0;
-    return allowed ? got : throw std::logic_error(what + ": code " + std::to_string(got));
+    Require(allowed, what + " raised code " + std::to_string(got) + ", expected one of " +
+                         testing::PrintToString(codes));
+    return got;
 }
 
 /** A document over files that nobody vouches for, beside the bytes that they must have: every
@@ -48,7 +77,7 @@ public:
         const string head = Bytes(bytes, 0, 9);
         const bool ours = head.compare(0, 8, kSignature) == 0 && head[8] > 0 && head[8] < 7;
         const int type = !ours ? 0 : head[8] < 3 ? 2 : 1;
-        Require(OxbowRpm_Document::GetFileType(path) == type, "file type");
+        RequireEqual("type of " + name, int{OxbowRpm_Document::GetFileType(path)}, type);
         vector<PoolRef> chain;
         const int code = Parse(bytes, chain, mKnown);
         if (code == Sound && mMode == kUpdate && !chain.empty()) {
@@ -68,9 +97,10 @@ public:
     void ReadAll() {
         TestPlatform::Reset();
         for (const Held& held : mFiles) {
-            Require(held.file.PoolCount() == held.chain.size(), "number of pools");
+            RequireEqual("pools of " + held.name, held.file.PoolCount(), held.chain.size());
             for (unsigned i = 0; i < held.chain.size(); ++i) {
-                ReadPool(held.file.Pool(i), *held.chain[i]);
+                ReadPool(held.file.Pool(i), *held.chain[i],
+                         held.name + ", pool " + std::to_string(i));
             }
             CheckBytes(held.name);
         }
@@ -84,14 +114,18 @@ public:
             return;
         }
         Held& held = mFiles[y % mFiles.size()];
-        const std::function<void()> operations[] = {[&] { NewPool(held); },
-                                                    [&] { Reopen(x % 2 == 0); },
-                                                    [&] { Allocate(held, 8 * x * y); },
-                                                    [&] { Write(held, x, y); },
-                                                    [&] { CloseFiles(held.file.Start()); },
-                                                    [&] { held.file.Flush(); },
-                                                    [&] { Append(held, other.mFiles[0], y); }};
-        operations[held.chain.empty() ? 0 : operation % 7]();
+        const std::pair<const char*, std::function<void()>> operations[] = {
+            {"new pool", [&] { NewPool(held); }},
+            {"reopen", [&] { Reopen(x % 2 == 0); }},
+            {"allocate", [&] { Allocate(held, 8 * x * y); }},
+            {"write", [&] { Write(held, x, y); }},
+            {"close files", [&] { CloseFiles(held.file.Start()); }},
+            {"flush", [&] { held.file.Flush(); }},
+            {"append", [&] { Append(held, other.mFiles[0], y); }}};
+        const auto& [what, act] = operations[held.chain.empty() ? 0 : operation % 7];
+        gUnderWay += string(", ") + what + " (" + std::to_string(x) + ", " + std::to_string(y) +
+                     "), " + held.name;
+        act();
     }
 
 private:
@@ -103,16 +137,24 @@ private:
 
     void CheckBytes(const string& name) const {
         const MemoryFile &bytes = mBytes.at(name), &file = MemoryFiles::At(name);
-        Require(bytes.length == file.length && bytes.pages == file.pages, "bytes of a file");
+        RequireEqual("length of " + name, file.length, bytes.length);
+        if (bytes.pages == file.pages) {
+            return;
+        }
+        const uint64_t some = std::min(bytes.length, 4 * kMost);
+        RequireSameBytes("bytes of " + name, Bytes(file, 0, some), Bytes(bytes, 0, some));
+        Require(false, "bytes of " + name + " behind the first " + std::to_string(some));
     }
-    void ReadPool(const OxbowRpm_Pool& handle, const Pool& pool) {
+    void ReadPool(const OxbowRpm_Pool& handle, const Pool& pool, const string& what) {
         const PoolRef& bound = mBound[pool.uuids[0]];
         const uint64_t length = pool.DataLength();
-        Require(handle.Length() == length && handle.GetGUID().View() == pool.uuids[0].c_str(),
-                "pool");
+        RequireEqual("length of " + what, handle.Length(), length);
+        RequireEqual("GUID of " + what, handle.GetGUID().View(), pool.uuids[0].c_str());
         Look(handle.Start(), bound, 0, std::min({length, pool.file->length, kMost}));
         Look(handle.End(), bound, length, 8);
-        bound == nullptr || bound->DataLength() == 0 ? void() : ReadStream(handle.Start(), *bound);
+        if (bound != nullptr && bound->DataLength() != 0) {
+            ReadStream(handle.Start(), *bound);
+        }
     }
     /** Offsets wrap: the page doesn't bound them, and a read isn't held to its pool; a write is. */
     void Look(const OxbowRpm_Locator& place, const PoolRef& pool, uint64_t offset, uint64_t count) {
@@ -121,8 +163,11 @@ private:
         const int code = pool == nullptr ? Unbound : at > INT64_MAX ? System : Sound;
         Expect("read", {code}, [&] { got.resize(place.Read(count, got.data())); });
         if (code == Sound) {
-            Require(got == Bytes(*pool->file, at, count), "bytes read");
-            mMode == kUpdate ? WriteAt(place, pool, offset, got.substr(0, 8)) : void();
+            RequireSameBytes("bytes read at offset " + std::to_string(offset), got,
+                             Bytes(*pool->file, at, count));
+            if (mMode == kUpdate) {
+                WriteAt(place, pool, offset, got.substr(0, 8));
+            }
         }
     }
     /** Texts and references in turn, up to the first that is refused. */
@@ -144,7 +189,10 @@ private:
         const vector<int> right = {Sound}, any = {Sound, Invalid, Short, TooBig};
         FennelString text;
         const int code = Expect("text", whole ? right : any, [&] { stream.Read(text); });
-        Require(code != Sound || text.View() == Bytes(*pool.file, at + 4, length).c_str(), "text");
+        if (code == Sound) {
+            RequireSameBytes("text at byte " + std::to_string(at), string(text.View()),
+                             Bytes(*pool.file, at + 4, length).c_str());
+        }
         at += size;
         return whole;
     }
@@ -156,10 +204,12 @@ private:
         const vector<int> right = {Sound}, refusals = {Invalid, Short, TooBig};
         OxbowRpm_Locator place;
         Expect("reference", known ? right : refusals, [&] { place.InternalizeImpl(stream); });
-        Require(place.IsNull() == (slot < 0 || !known), "null reference");
+        RequireEqual("null reference at byte " + std::to_string(at), place.IsNull(),
+                     slot < 0 || !known);
         if (!place.IsNull()) {
             const string& uuid = pool.uuids[static_cast<unsigned>(slot)];
-            Require(place.GetGUID().View() == uuid.c_str(), "target's GUID");
+            RequireEqual("GUID that byte " + std::to_string(at) + " leads to",
+                         place.GetGUID().View(), uuid.c_str());
             Look(place, mBound[uuid], Number(stored, 0, 8), 8);
         }
         return known;
@@ -170,7 +220,9 @@ private:
         const bool fits = offset <= length && bytes.size() <= length - offset;
         const int code = pool == nullptr ? Unbound : fits ? Sound : Bounds;
         Expect("write", {code}, [&] { place.Write(bytes.size(), bytes.data()); });
-        code == Sound ? Put(*pool->file, pool->DataAt() + offset, bytes) : void();
+        if (code == Sound) {
+            Put(*pool->file, pool->DataAt() + offset, bytes);
+        }
     }
     void Write(const Held& held, uint64_t x, uint64_t offset) {
         const auto index = static_cast<unsigned>(x % held.chain.size());
@@ -212,7 +264,9 @@ private:
                          : !fits                       ? Bounds
                                                        : Sound;
         Expect("append", {code}, [&] { held.file.AppendPool(from.file.Pool(index)); });
-        code == Sound ? Grow(held, pool, copied) : void();
+        if (code == Sound) {
+            Grow(held, pool, copied);
+        }
     }
     /** Behind the last pool, or in its place if it has no data. */
     void Grow(Held& held, Pool pool, const string& copied) {
@@ -231,7 +285,7 @@ private:
         Put(*pool.file, pool.start, pool.Head(0));
         chain.push_back(mBound[pool.uuids[0]] = std::make_shared<Pool>(pool));
         vector<PoolRef> parsed;
-        Require(Parse(*pool.file, parsed, mKnown) == Sound, "chain");
+        RequireEqual("code of the chain of " + held.name, Parse(*pool.file, parsed, mKnown), Sound);
     }
 
     /** A locator waits for its file. */
@@ -244,7 +298,9 @@ private:
     }
     /** The document ends, closed or as a writer that stops, and another begins. */
     void Reopen(bool closes) {
-        closes ? mDocument->Close() : void();
+        if (closes) {
+            mDocument->Close();
+        }
         mDocument = std::make_unique<OxbowRpm_Document>(kOwner);
         mKnown.clear();
         AddAgain();
@@ -252,7 +308,7 @@ private:
     void AddAgain() {
         mBound.clear();
         for (const Held& held : std::exchange(mFiles, {})) {
-            Require(Add(held.name) == Sound, "opens no more");
+            RequireEqual("code of opening " + held.name + " again", Add(held.name), Sound);
         }
     }
 
@@ -267,16 +323,18 @@ private:
 
 /** What was there before is gone, with every block of the library. */
 inline void Begin(const string& a, const string& b) {
-    Require(TestAllocator::LiveBlocks() == 0, "blocks are left");
+    RequireEqual("blocks that the case before has left", TestAllocator::LiveBlocks(), 0);
     SetFiles(a, b);
 }
 /** Reads both files, for update with a new pool in one. Gives the code of the first refusal. */
 inline int Visit(OxbowRpm_Document::AccessMode mode, const string& a, const string& b) {
     Begin(a, b);
     Model model(mode);
+    gUnderWay = mode == kRead ? "read" : "update";
     const int first = model.Add(kA), second = model.Add(kB);
     model.ReadAll();
     if (mode == kUpdate) {
+        gUnderWay = "a pool more";
         model.Do(Model::kNewPool, 0, 0, model);
         model.Do(Model::kReopen, 0, 0, model);
         model.ReadAll();
@@ -291,6 +349,8 @@ inline void Operate(const string& a, const string& b, const vector<unsigned char
     models[1].Add(kB);
     for (std::size_t i = 0; i + 2 < steps.size(); i += 3) {
         Model &model = models[steps[i] / 128], &other = models[1 - steps[i] / 128];
+        gUnderWay =
+            "step " + std::to_string(i / 3) + ", document " + std::to_string(steps[i] / 128);
         model.Do(steps[i], steps[i + 1], steps[i + 2], other);
         model.ReadAll();
     }

@@ -23,10 +23,15 @@ constexpr int Sound = 0, Invalid = 1, Unbound = 2, Header = 5, Foreign = 6, Vers
 constexpr const char *kOwner = "HOST", *kSignature = "\x89OXB\r\n\x1A\n";
 constexpr uint64_t kLongest = 9999999999999999;
 
-/** Two files and no others. Reports of what is refused would be thousands. */
+/** The library's reports since the last call of SetFiles. They would be thousands on a terminal. */
+inline char gReports[1 << 16];
+
+/** Two files and no others. */
 constexpr const char *kA = "/memory/a", *kB = "/memory/b";
 inline void SetFiles(const string& a, const string& b) {
-    [[maybe_unused]] static FILE* const quiet = stderr = std::fopen("/dev/null", "w");
+    [[maybe_unused]] static FILE* const kept = stderr = fmemopen(gReports, sizeof gReports, "w");
+    std::rewind(stderr);
+    gReports[0] = '\0';
     MemoryFiles::All().clear();
     MemoryFiles::At(kA).Set(a);
     MemoryFiles::At(kB).Set(b);

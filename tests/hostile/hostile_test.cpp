@@ -5,11 +5,15 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstring>
 #include <ctime>
 
 #include "doubles/CountingAllocator.h"
 #include "hostile/Model.h"
 #include "processes/Setting.h"
+
+/** There under a sanitizer alone. */
+extern "C" void __sanitizer_set_death_callback(void (*callback)()) __attribute__((weak));
 
 namespace Hostile {
 namespace {
@@ -69,7 +73,26 @@ vector<std::tuple<const char*, int, string>> NamedFiles(const string& a, const s
     };
 }
 
-string gTold;  // the case under way
+string gCase;  // under way
+
+/** Prints what is under way, and what the library has reported on it. */
+void PrintCase(const char* end) {
+    std::printf("%s in the case: %s, %s\nreports: %s\n", end, gCase.c_str(), gUnderWay.c_str(),
+                gReports);
+    std::fflush(stdout);
+}
+/** A crash ends the program with what it was about. */
+void CatchCrashes() {
+    for (const int end : {SIGABRT, SIGALRM, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGTRAP}) {
+        std::signal(end, [](int found) {
+            PrintCase(strsignal(found));
+            _exit(1);
+        });
+    }
+    if (__sanitizer_set_death_callback != nullptr) {
+        __sanitizer_set_death_callback([] { PrintCase("a sanitizer's finding"); });
+    }
+}
 
 /** What an action takes; a busy machine counts for nothing. */
 template <class Action>
@@ -95,16 +118,16 @@ vector<uint64_t> Values(uint64_t start, uint64_t data, uint64_t end) {
 
 class HostileFiles : public testing::Test {
 protected:
-    HostileFiles() {
-        for (const int end : {SIGABRT, SIGALRM}) {
-            std::signal(end, [](int) { std::puts(gTold.c_str()), std::fflush(stdout), _exit(1); });
+    HostileFiles() { CatchCrashes(); }
+    ~HostileFiles() override {
+        if (HasFailure()) {
+            PrintCase("a failure");
         }
     }
-    ~HostileFiles() override { HasFailure() ? void(std::puts(gTold.c_str())) : void(); }
 
     /** Visits the files; gives the code of the refusal, 0 for none. */
     int Try(const string& told, const string& a, const string& b) {
-        gTold = told;
+        gCase = told;
         int code = 0;
         alarm(20);
         const auto [took, most] = CostOf([&] { Visit(kRead, a, b), code = Visit(kUpdate, a, b); });
@@ -193,7 +216,7 @@ TEST_F(HostileFiles, ManyPoolsCostTheSquareOfTheirNumber) {
 TEST_F(HostileFiles, OfOnesOwnHoldEveryByteThatTheModelHas) {
     const unsigned first = Seed(), runs = 12;
     for (unsigned seed = first; seed != first + runs && !HasFailure(); ++seed) {
-        gTold = "OXBOW_SEED=" + std::to_string(seed);
+        gCase = "OXBOW_SEED=" + std::to_string(seed);
         vector<unsigned char> steps(3 * 200);
         std::generate(steps.begin(), steps.end(), std::mt19937(seed));
         Operate("", "", steps);

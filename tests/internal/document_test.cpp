@@ -12,7 +12,9 @@ struct Documents : TestFolder {
         OxbowRpm_Document document(signature);
         OxbowRpm_File file = document.AddFile(Name(name), kCreate);
         for (int i = 0; i < pools; ++i) {
-            i > 0 ? file.NewPool() : void();
+            if (i > 0) {
+                file.NewPool();
+            }
             Put(file, "pool " + std::to_string(i));
         }
         document.Close();
@@ -86,7 +88,8 @@ TEST_F(Documents, AppendPoolRefusesBeforeItWrites) {
         EXPECT_THROW(file.AppendPool(foreign), OxbowExcUserSigMismatch);
         EXPECT_THROW(file.AppendPool(seen), OxbowExcShortPool);
         EXPECT_THROW(file.AppendPool(source.Pool()), OxbowExcShortPool);
-        EXPECT_TRUE(Bytes("f") == before && file.PoolCount() == 1);
+        EXPECT_EQ(Bytes("f"), before);
+        EXPECT_EQ(file.PoolCount(), 1u);
         EXPECT_NO_THROW(Put(file, "more")) << "the pool still grows";
         mDocument.Close(file);
     }

@@ -23,8 +23,11 @@ TEST(Random, ForkedChildrenDifferAndSeedsRepeat) {
     ASSERT_EQ(pipe(ends), 0);
     const pid_t child = fork();
     Values own = Draw(), childs;
-    child == 0 ? _exit(write(ends[1], &own, sizeof own) != sizeof own) : void();
-    ASSERT_TRUE(read(ends[0], &childs, sizeof childs) == sizeof childs && wait(nullptr) == child);
+    if (child == 0) {
+        _exit(write(ends[1], &own, sizeof own) != sizeof own);
+    }
+    ASSERT_EQ(read(ends[0], &childs, sizeof childs), static_cast<ssize_t>(sizeof childs));
+    ASSERT_EQ(wait(nullptr), child);
     std::set<std::uint32_t> both(own.begin(), own.end());
     both.insert(childs.begin(), childs.end());
     EXPECT_GE(both.size(), 999u) << "chance makes one pair equal in 8600 runs; two, in 10^8";
@@ -33,5 +36,6 @@ TEST(Random, ForkedChildrenDifferAndSeedsRepeat) {
         FennelUtilsInitRand(i == 2 ? 8 : 7);
         seeded[i] = Draw();
     }
-    EXPECT_TRUE(seeded[0] == seeded[1] && seeded[1] != seeded[2]);
+    EXPECT_EQ(seeded[0], seeded[1]) << "one seed";
+    EXPECT_NE(seeded[1], seeded[2]) << "two seeds";
 }

@@ -186,7 +186,9 @@ TEST_F(Streams, AnEndingWriterRaisesUnlessAnotherFailureIsOnItsWay) {
     const auto end = [&](bool failing) {
         OxbowRpm_BStreamWriteLocator out(mPool.End(), 0, 16);
         out.PrepWrite(4);
-        failing ? throw 7 : 0;
+        if (failing) {
+            throw 7;
+        }
     };
     EXPECT_THROW(end(false), OxbowExcIOBounds);
     EXPECT_THROW(end(true), int);

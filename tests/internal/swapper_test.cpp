@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 using S = OxbowRpm_Swapper;
 
@@ -20,7 +21,7 @@ static void ExpectForms(T value, const std::string& stored) {
     EXPECT_EQ(bytes, '*' + stored + stored + stored + stored + '*');
     EXPECT_EQ(S::InternalizeScalarUnsafe(&bytes[1], back, N), sizeof value);
     S::InternalizeArray(&bytes[1], back + 1, 2);
-    EXPECT_TRUE(back[0] == value && back[1] == value && back[2] == value && back[3] == T());
+    EXPECT_EQ(std::vector<T>(back, back + 4), std::vector<T>({value, value, value, T()}));
     S::InternalizeScalar(&bytes[1], back[3]);
     EXPECT_EQ(back[3], value);
 }

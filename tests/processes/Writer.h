@@ -47,12 +47,16 @@ public:
                          Document::AccessMode mode = Document::AccessReadOnly) {
         Document document("proc");
         OxbowRpm_File file = document.AddFile(name, mode);
-        mode == Document::AccessUpdate ? file.NewPool() : void();
+        if (mode == Document::AccessUpdate) {
+            file.NewPool();
+        }
         Contents contents;
         for (unsigned k = 0; k < file.PoolCount(); ++k) {
             std::string data(file.Pool(k).Length(), '?');
             data.resize(file.Pool(k).Start().Read(data.size(), data.data()));
-            data.empty() ? void() : contents.push_back(data);
+            if (!data.empty()) {
+                contents.push_back(data);
+            }
         }
         return contents;
     }

@@ -35,14 +35,17 @@ protected:
             EXPECT_EQ(confine(true), 0);
             EXPECT_THROW(writer.Steps(5000), OxbowExcWriteError);
             const unsigned done = progress.returned;
-            Draw(2) == 0 ? writer.OpenAgain() : void();  // no header is torn
+            if (Draw(2) == 0) {
+                writer.OpenAgain();  // no header is torn
+            }
             const Writer::Contents left = Writer::Read(mName);
             EXPECT_EQ(confine(false), 0);
             writer.NewPools();
             writer.Steps(20);
             Writer(mTwin, seed, progress).Steps(done);
             const Writer::Contents before = Writer::Read(mTwin);
-            EXPECT_TRUE(Writer::Keeps(left, before) && Writer::Keeps(Writer::Read(mName), before));
+            EXPECT_TRUE(Writer::Keeps(left, before)) << "on the full disk, seed " << seed;
+            EXPECT_TRUE(Writer::Keeps(Writer::Read(mName), before)) << "afterwards, seed " << seed;
         }
         std::printf("%s: %u reached, all read back whole (seed %u)\n", what, rounds, mSeed);
     }
@@ -61,14 +64,17 @@ TEST_F(Processes, KilledWritersLoseNothingThatHadReturned) {
         progress.begun = progress.returned = 0;
         const unsigned seed = Draw(~0u), operation = 1 + Draw(100);
         const pid_t child = fork();
-        child == 0 ? Writer(mName, seed, progress).Steps(~0u) : void();
+        if (child == 0) {
+            Writer(mName, seed, progress).Steps(~0u);
+        }
         int status = 0;
         while (progress.begun < operation && waitpid(child, &status, WNOHANG) == 0) {
             sched_yield();
         }
         usleep(Draw(100));
         kill(child, SIGKILL);
-        EXPECT_TRUE(waitpid(child, &status, 0) == child && WIFSIGNALED(status));
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFSIGNALED(status)) << "the writer ended by itself";
 
         Writer::Progress own;
         Writer twin(mTwin, seed, own);
@@ -153,8 +159,12 @@ TEST_F(Processes, OfTwoThatRaceForAFileAtMostOneWritesAndReadersGetIn) {
         ++rounds[mBoard.grants[round]];
         mBoard.readers += CodeOf([&] { reader.AddFile(name, Document::AccessReadOnly); }) == 0;
     }
-    party == 1 ? _exit(0) : void();
-    EXPECT_TRUE(wait(nullptr) > 0 && rounds[1] > 0 && mBoard.readers == 2000);
+    if (party == 1) {
+        _exit(0);
+    }
+    EXPECT_GT(wait(nullptr), 0);
+    EXPECT_GT(rounds[1], 0u) << "nobody ever gets in";
+    EXPECT_EQ(mBoard.readers, 2000u);
     EXPECT_EQ(rounds[1] + mBoard.refused, 2000u) << rounds[2] << " double grants";
     std::printf("lock races: 1000 rounds, %u with one grant, %u with none, %u readers let in\n",
                 rounds[1], rounds[0], mBoard.readers.load());
