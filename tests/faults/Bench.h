@@ -247,6 +247,13 @@ struct Workload {
     std::vector<Step> mSteps;  // and an empty one
 };
 
+/** Whoever starts pools replaces a last one without data. */
+inline void DropEmpty(Pools& pools) {
+    for (auto pool = pools.begin(); pool != pools.end();) {
+        pool = pool->second.empty() ? pools.erase(pool) : std::next(pool);
+    }
+}
+
 /** Opens the file read-only and for update. Gives the code of the header check that refuses it,
     with every byte of its pools in place but for references, or 0 if it is sound. Anything else
     fails the test. */

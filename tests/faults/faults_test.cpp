@@ -90,7 +90,10 @@ protected:
         const bool tears = sort >= 2 && fault.kind == Write && raised != 0 &&
                            (fault.forEver || (!inData && (opening || ending == Leaves)));
         for (const auto& file : workload.mSteps.back().before) {
-            const Pools expected = workload.Expect(file.first, step, step + 1);
+            Pools expected = workload.Expect(file.first, step, step + 1);
+            if (ending == StartsPools) {
+                DropEmpty(expected);
+            }
             const bool mayRefuse = tears || (workload.CopiesOver(file.first, step) &&
                                              (fault.forEver || ending != StartsPools));
             MemoryFiles::At(file.first);  // empty, if it is missing

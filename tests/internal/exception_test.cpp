@@ -30,6 +30,8 @@ struct ExceptionFamily : TestFolder {
 
 TEST_F(ExceptionFamily, EachTellsItsClassItsValuesItsCodeAndItsPlace) {
     const OxbowRpm_Locator data = Put(mFile, "data");
+    EXPECT_EQ(OxbowExcShortPool().Line(), 0);
+    EXPECT_EQ(OxbowExcShortPool().File(), nullptr);
     Store("old", std::string("\x89OXB\r\n\x1A\n\xF9", 9) + std::string(39, '\0'));
     // A zero byte in a name must not empty the file that the part before it names.
     const std::string zero = PathOf("old") + '\0' + "behind";

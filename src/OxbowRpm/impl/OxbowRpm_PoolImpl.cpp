@@ -56,7 +56,7 @@ void OxbowRpm_PoolImpl::ReadHeader(std::uint64_t fileEnd) {
     TakeLength(header.mLength, fileEnd);
     mHeaderWord1 = header.mWord1;
     mHeaderWord2 = header.mWord2;
-    ReadDirectory(header.mCount, fileEnd);
+    ReadDirectory(header.mCount);
     mDataOffset = OxbowRpm_Header::DataOffset(header.mCount);
     // A pool that ends before its own data would make the walk of the chain meet its bytes again.
     if (mLength < mDataOffset) {
@@ -75,16 +75,14 @@ void OxbowRpm_PoolImpl::TakeLength(std::uint64_t stored, std::uint64_t fileEnd) 
     }
 }
 
-void OxbowRpm_PoolImpl::ReadDirectory(std::uint32_t count, std::uint64_t fileEnd) {
-    // Held against the file before anything is allocated by it: the number comes from the file.
-    const std::uint64_t entries = mStart + OxbowRpm_Header::kSize;
-    const std::uint64_t size = std::uint64_t{OxbowRpm_Header::kEntrySize} * count;
-    if (count == 0 || count > OxbowRpm_PoolMap::kMaxSlots || fileEnd < entries ||
-        size > fileEnd - entries) {
+void OxbowRpm_PoolImpl::ReadDirectory(std::uint32_t count) {
+    // The number comes from the file. What a document can know bounds what is allocated by it.
+    if (count == 0 || count > OxbowRpm_PoolMap::kMaxSlots) {
         OxbowExcCorruptDirectory().Throw(__FILE__, __LINE__);
     }
-    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(static_cast<std::size_t>(size)));
-    if (mFile->ReadAt(entries, size, buffer.Bytes()) < size) {
+    const std::size_t size = std::size_t{OxbowRpm_Header::kEntrySize} * count;
+    const mem_BufferOwner buffer(mem_OperatorNewThrowBuiltin(size));
+    if (mFile->ReadAt(mStart + OxbowRpm_Header::kSize, size, buffer.Bytes()) < size) {
         OxbowExcCorruptDirectory().Throw(__FILE__, __LINE__);
     }
     mDirectory->InitFromUUIDs(reinterpret_cast<const PoolUUID*>(buffer.Bytes()),

@@ -82,7 +82,7 @@ public:
 private:
     OxbowRpm_Header ReadHeaderFor(std::uint32_t userSignature) const;
     void TakeLength(std::uint64_t stored, std::uint64_t fileEnd);
-    void ReadDirectory(std::uint32_t count, std::uint64_t fileEnd);
+    void ReadDirectory(std::uint32_t count);
     OxbowRpm_Locator LocatorAt(std::uint64_t offset) const;
 
     OxbowRpm_FileImpl* mFile;
