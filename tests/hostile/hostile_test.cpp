@@ -9,6 +9,7 @@
 #include <ctime>
 
 #include "doubles/CountingAllocator.h"
+#include "faults/Counts.h"
 #include "hostile/Model.h"
 #include "processes/Setting.h"
 
@@ -194,8 +195,12 @@ TEST_F(HostileFiles, GiveRightDataOrATypedException) {
     string refused;
     for (const auto& [code, count] : mCodes) {
         files += count;
+        HoldCount(code == Sound ? "hostile files: opened"
+                                : string("hostile files: OxbowExc") + classes[code - Header],
+                  count);
         refused += code < Header ? "" : " " + std::to_string(count) + " " + classes[code - Header];
     }
+    HoldCount("hostile files", files);
     std::printf("hostile files: %d files, %d opened, %d refused with%s; at most %.0f ms, %ld KiB\n",
                 files, mCodes[Sound], files - mCodes[Sound], refused.c_str(), 1000 * mLongest,
                 mMost / 1024);

@@ -1,5 +1,5 @@
-#ifndef OXBOW_TEST_BENCH_H
-#define OXBOW_TEST_BENCH_H
+#ifndef OXBOW_TEST_WORKLOAD_RUNNER_H
+#define OXBOW_TEST_WORKLOAD_RUNNER_H
 
 #include <OxbowPoolManager/OxbowPoolManager.h>
 #include <gtest/gtest.h>
@@ -67,10 +67,10 @@ inline Pools ReadAll(const OxbowRpm_File& file) {
 enum Ending { Leaves, Closes, StartsPools };
 
 /** One run of a workload. */
-class Bench {
+class WorkloadRunner {
 public:
     /** All runs of a workload have the same bytes and UUIDs, and others have others. */
-    explicit Bench(const string& workload) : mRandom(std::hash<string>()(workload)) {
+    explicit WorkloadRunner(const string& workload) : mRandom(std::hash<string>()(workload)) {
         FennelUtilsInitRand(static_cast<std::int64_t>(mRandom()));
     }
 
@@ -97,8 +97,10 @@ public:
             {"leave", [&] { End(name, false); }}};
         const unsigned count = word == "pool" ? FileOf(name).PoolCount() : 0;
         const int code = CodeOf(actions.at(word));
-        EXPECT_TRUE(word != "pool" || code != kNoMemory || FileOf(name).PoolCount() == count)
-            << "a lack of memory leaves the chain as it was";
+        if (word == "pool" && code == kNoMemory) {
+            EXPECT_EQ(FileOf(name).PoolCount(), count)
+                << "a lack of memory leaves the chain as it was";
+        }
         return code;
     }
     /** As a host does after a failure that it doesn't take for one of the whole document: it writes
@@ -109,7 +111,9 @@ public:
             for (auto& entry : side.files) {
                 OxbowRpm_File& file = entry.second;
                 CodeOf([&] { file.Allocate(20).Write(20, string(20, '\0').data()); });
-                CodeOf([&] { ending == StartsPools ? StartPool(file) : void(); });
+                if (ending == StartsPools) {
+                    CodeOf([&] { StartPool(file); });
+                }
             }
             if (ending != Leaves && side.document != nullptr) {
                 closed += CodeOf([&] { side.document->Close(); });
@@ -134,7 +138,9 @@ private:
     }
     const OxbowRpm_File& Add(const string& name, Document::AccessMode mode) {
         Side& side = SideOf(name);
-        side.document ? void() : void(side.document = std::make_unique<Document>("TEST"));
+        if (side.document == nullptr) {
+            side.document = std::make_unique<Document>("TEST");
+        }
         const OxbowRpm_File file =
             side.document->AddFile((MemoryFiles::kFolder + ("/" + name)).c_str(), mode);
         return side.files.insert_or_assign(name, file).first->second;
@@ -152,7 +158,9 @@ private:
     void End(const string& name, bool closes) {
         SideOf(name).files.clear();
         const auto document = std::exchange(SideOf(name).document, nullptr);
-        closes&& document ? document->Close() : void();
+        if (closes && document != nullptr) {
+            document->Close();
+        }
     }
     /** Bytes as no other step writes them. */
     string Fresh(size_t size) {
@@ -174,7 +182,7 @@ struct Workload {
     };
     Workload(const string& name, std::istringstream steps) : mName(name) {
         MemoryFiles::All().clear();
-        Bench bench(name);
+        WorkloadRunner runner(name);
         for (string words = "first"; !words.empty();) {
             words.clear();
             std::getline(steps >> std::ws, words, ',');
@@ -183,7 +191,7 @@ struct Workload {
                 mSteps.back().before[path] = ReadAll(Document("TEST").AddFile(path.c_str(), kRead));
             }
             TestPlatform::Reset();
-            EXPECT_EQ(words.empty() ? 0 : bench.Do(words), 0) << mName << words;
+            EXPECT_EQ(words.empty() ? 0 : runner.Do(words), 0) << mName << words;
             mSteps.back().calls = TestPlatform::Log();
         }
     }
@@ -204,13 +212,13 @@ struct Workload {
     };
     /** Runs it with the orders that the doubles have got. */
     Outcome Run(Ending ending) const {
-        Bench bench(mName);
+        WorkloadRunner runner(mName);
         int code = 0;
         size_t done = 0;
-        while (done < mSteps.size() - 1 && (code = bench.Do(mSteps[done].words)) == 0) {
+        while (done < mSteps.size() - 1 && (code = runner.Do(mSteps[done].words)) == 0) {
             ++done;
         }
-        return {done, code, code != 0 ? bench.GoOn(ending) : 0};
+        return {done, code, code != 0 ? runner.GoOn(ending) : 0};
     }
 
     Pools Before(const string& path, size_t step) const {
@@ -263,18 +271,28 @@ inline int Check(const Pools& expected, const string& path, bool mayRefuse) {
         TestPlatform::Reset();
         Pools pools;
         code = CodeOf([&] { pools = ReadAll(Document("TEST").AddFile(path.c_str(), mode)); });
-        EXPECT_TRUE(mode != kRead || TestPlatform::Told().find("write") == string::npos) << path;
-        const bool refused = code >= kFirstRefusal && code <= kLastRefusal;
-        EXPECT_TRUE(code == 0 || (refused && mayRefuse)) << path << ": " << code;
+        if (mode == kRead) {
+            EXPECT_EQ(TestPlatform::Told().find("write"), string::npos) << path << " is written";
+        }
+        const bool refused = mayRefuse && code >= kFirstRefusal && code <= kLastRefusal;
+        if (!refused) {
+            EXPECT_EQ(code, 0) << path << " is refused";
+        }
         for (const auto& [uuid, bytes] : expected) {
-            EXPECT_TRUE(refused || pools.count(uuid) != 0) << path << ", " << uuid;
+            if (!refused) {
+                EXPECT_EQ(pools.count(uuid), 1u) << path << " has lost pool " << uuid;
+            }
             const string data =
                 refused ? bytes.substr(std::min(kReferenceSize, bytes.size())) : bytes;
             const string in = refused ? MemoryFiles::At(path).Bytes() : pools[uuid];
             const auto found =
                 std::search(in.begin(), in.end(), data.begin(), data.end(),
                             [](char has, char byte) { return byte == '?' || byte == has; });
-            EXPECT_TRUE(refused ? found != in.end() : found == in.begin()) << path << ", " << uuid;
+            const auto place = refused ? found : in.begin();
+            const bool there = found != in.end() || data.empty();
+            EXPECT_TRUE(there) << path << " has lost bytes of pool " << uuid << ": \"" << data
+                               << "\", found \"" << in << "\"";
+            EXPECT_EQ(found - in.begin(), place - in.begin()) << path << ", pool " << uuid;
         }
     }
     return code;
