@@ -11,7 +11,7 @@ import sys
 SIGNATURE = bytes.fromhex("894F58420D0A1A0A")
 HEADER = struct.Struct("<8sB7s4s16sIII")
 ENTRY = 32
-LARGEST_DIRECTORY = 2**31 - 1
+MOST_ENTRIES = 46340
 
 
 class Damaged(Exception):
@@ -32,7 +32,7 @@ def read_pool(file, start, end):
     if not digits.isdigit():
         raise Damaged(f"the length of the pool at {start} is no number")
     data = start + HEADER.size + ENTRY * count
-    if count == 0 or data - start > LARGEST_DIRECTORY or data > end:
+    if count == 0 or count > MOST_ENTRIES or data > end:
         raise Damaged(f"the directory of the pool at {start} has {count} entries")
     sealed = int(digits) != 0
     length = int(digits) if sealed else end - start
