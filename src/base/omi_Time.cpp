@@ -2,6 +2,8 @@
 
 #include <chrono>
 
+// The seconds fill two words, so that the moment doesn't end in 2106.
+
 omi_Time omi_gettimeofday() {
     using namespace std::chrono;
     const auto now = system_clock::now().time_since_epoch();

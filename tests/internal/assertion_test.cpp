@@ -2,6 +2,7 @@
 #include <OxbowPoolManager/OxbowPoolManager.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <regex>
@@ -10,13 +11,23 @@
 #include "OxbowRpm/impl/OxbowRpm_PoolDirectoryImpl.h"
 #include "OxbowRpm/impl/OxbowRpm_PoolMap.h"
 
+/** A report that isn't flushed is lost from here on. */
+static void BufferReports() {
+    static char buffer[4096];
+    std::setvbuf(stderr, buffer, _IOFBF, sizeof buffer);
+}
+
 /** A map of one slot, the directory that stands in it, and one that is not filled yet. */
 struct Scene {
     Scene() {
         std::signal(SIGILL, SIG_DFL);  // a sanitizer would print its own report
+        BufferReports();
         directory.InitNew();
     }
-    ~Scene() { std::fputs("a destructor ran\n", stderr); }
+    ~Scene() {
+        std::fputs("a destructor ran\n", stderr);
+        std::fflush(stderr);
+    }
 
     const OxbowRpm_StrongRef<OxbowRpm_PoolMap> map{new OxbowRpm_PoolMap};
     OxbowRpm_PoolDirectoryImpl directory{map}, fresh{map};
@@ -61,6 +72,20 @@ TEST(AssertionDeathTest, ReportIsThreeLinesAndNothingRunsBehindIt) {
         EXPECT_EXIT(breach(Scene()), trapped,
                     testing::MatchesRegex("OxbowASSERT failed: " + quoted + rest));
     }
+}
+
+TEST(AssertionDeathTest, AValidationIsReportedBeforeItIsRaised) {
+    const auto validate = [] {
+        BufferReports();
+        try {
+            OxbowVALIDATE(1 > 2);
+        } catch (const OxbowExcValidationFailure&) {
+            _exit(7);
+        }
+    };
+    EXPECT_EXIT(validate(), testing::ExitedWithCode(7),
+                "^OxbowVALIDATE failed: 1 > 2\n .*assertion_test.cpp [(] [0-9]+ [)]\n"
+                "Put Stop in OxbowRpm_Assert::ReportValidationFailure to find occurrence\n$");
 }
 
 TEST(AssertionDeathTest, ReferenceToADeadTargetAbortsWithoutAWord) {

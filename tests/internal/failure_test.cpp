@@ -1,5 +1,7 @@
 // What a failed operation leaves: everything that it didn't have to change, ready for use.
 
+#include <cstring>
+
 #include "doubles/CountingAllocator.h"
 #include "doubles/RecordingPlatform.h"
 #include "internal/TestFolder.h"
@@ -103,6 +105,26 @@ TEST_F(Failures, OfACopyAreOverwrittenByTheNextCopyFromTheirEnd) {
     Reset();
     mFile.AppendPool(source);
     EXPECT_EQ(Get(mFile.Start(), mLong.size()), mLong);
+}
+
+TEST_F(Failures, OfASourceThatEndsInTheMiddleOfItsCopyLeaveTheTargetItsPools) {
+    const OxbowRpm_Pool source = Source(mLong);
+    for (const char* data : {"data", ""}) {
+        OxbowRpm_File file = mDocument->AddFile(Name("target"), kCreate);
+        Put(file, data);
+        const std::string guid = Text(file.Pool().GetGUID());
+        for (int read = 1; read < 4; ++read) {  // behind that of the header; 0 bytes are the end
+            Fail({Read, 0, read});
+            EXPECT_THROW(file.AppendPool(source), OxbowExcShortPool) << "read " << read;
+        }
+        Reset();
+        mDocument->Close(file);
+        const OxbowRpm_File again = mDocument->AddFile(Name("target"), kUpdate);
+        EXPECT_EQ(again.PoolCount(), 1u);
+        EXPECT_EQ(Text(again.Pool().GetGUID()), guid);
+        EXPECT_EQ(Get(again.Start(), 4).substr(0, std::strlen(data)), data);
+        mDocument->Close(again);
+    }
 }
 
 TEST_F(Failures, OfACopyBehindDataBecomePartOfThatPool) {

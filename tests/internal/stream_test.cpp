@@ -192,4 +192,13 @@ TEST_F(Streams, AnEndingWriterRaisesUnlessAnotherFailureIsOnItsWay) {
     };
     EXPECT_THROW(end(false), OxbowExcIOBounds);
     EXPECT_THROW(end(true), int);
+
+    mPlace = Put(mPool, "????");
+    const auto leave = [&] {
+        OxbowRpm_BStreamWriteLocator out(mPlace, 0, 16);
+        out.WriteBlock("data", 4);
+        throw 7;
+    };
+    EXPECT_THROW(leave(), int);
+    EXPECT_EQ(Get(mPlace, 4), "data") << "the last bytes are written all the same";
 }

@@ -29,6 +29,10 @@ TEST_F(PublicInterface, WritesTheFormatPagesExample) {
     ASSERT_EQ(page.size(), 216u);
     int modules = 0;
     OxbowPoolManager_initialize(modules);
+    EXPECT_EQ(modules, 9) << "each module counts once";
+    OxbowPoolManager_initialize(modules);
+    OxbowPoolManager_finalize(modules);
+    EXPECT_EQ(modules, 9) << "the inner pair counts nothing";
     {
         OxbowRpm_Document document("ABCD");
         OxbowRpm_PoolDirectory::TestForceUUID(&page[48]);

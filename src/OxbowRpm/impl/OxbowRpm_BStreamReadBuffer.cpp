@@ -19,6 +19,7 @@ OxbowRpm_BStreamReadBuffer::OxbowRpm_BStreamReadBuffer(const char* buffer, std::
 
 OxbowRpm_BStreamReadBuffer::~OxbowRpm_BStreamReadBuffer() = default;
 
+/** The one test that keeps the stream inside the caller's memory. */
 const char* OxbowRpm_BStreamReadBuffer::PrepRead(std::uint64_t requestedLength) {
     OxbowASSERT(requestedLength > 0);
     const std::uint64_t available = mLength - mPosition;

@@ -19,6 +19,7 @@ OxbowRpm_BStreamWriteBuffer::OxbowRpm_BStreamWriteBuffer(char* buffer, std::uint
 
 OxbowRpm_BStreamWriteBuffer::~OxbowRpm_BStreamWriteBuffer() = default;
 
+/** The one test that keeps the stream inside the caller's memory. */
 char* OxbowRpm_BStreamWriteBuffer::PrepWrite(std::uint64_t requestedLength) {
     OxbowASSERT(requestedLength > 0);
     const std::uint64_t available = mLength - mPosition;

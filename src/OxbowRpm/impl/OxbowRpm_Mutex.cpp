@@ -1,5 +1,7 @@
 #include "OxbowRpm/impl/OxbowRpm_Mutex.h"
 
+// The lock is made through the base layer, which knows what the threads of this platform need.
+
 OxbowRpm_Mutex::OxbowRpm_Mutex() : mMutex(FennelThreadingModel::newMutex()) {}
 
 OxbowRpm_Mutex::~OxbowRpm_Mutex() {

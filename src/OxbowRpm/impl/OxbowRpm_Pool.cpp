@@ -2,6 +2,8 @@
 
 #include "OxbowRpm/impl/OxbowRpm_PoolImpl.h"
 
+// The handle only forwards: a pool that is gone ends the process in the weak reference.
+
 OxbowRpm_Pool::OxbowRpm_Pool(const OxbowRpm_WeakRef<OxbowRpm_PoolImpl>& impl) : mImpl(impl) {}
 
 OxbowRpm_Locator OxbowRpm_Pool::Start() const {

@@ -2,6 +2,8 @@
 
 #include "OxbowRpm/impl/OxbowRpm_PoolDirectoryImpl.h"
 
+// The handle only forwards, and keeps its directory alive when the pool is gone.
+
 OxbowRpm_PoolDirectory::OxbowRpm_PoolDirectory(
     const OxbowRpm_StrongRef<OxbowRpm_PoolDirectoryImpl>& impl)
     : mImpl(impl) {}

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+/** All bytes 0xFF make every cell -1. */
 OxbowRpm_SlotMatrix::OxbowRpm_SlotMatrix(std::int32_t dimension)
     : mDimension(dimension), mCells(nullptr) {
     if (dimension < 1) {

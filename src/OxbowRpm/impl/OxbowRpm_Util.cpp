@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstring>
 
+// Texts of a fixed size let an exception be raised without memory.
+
 void OxbowRpm_Util::MemSet(void* destination, int value, unsigned int length) {
     std::memset(destination, value, length);
 }
