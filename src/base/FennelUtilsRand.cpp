@@ -13,7 +13,7 @@ std::atomic<bool> gSeeded{false};
 std::atomic<std::uint64_t> gState{0};
 
 std::uint32_t DrawFromSystem() {
-    std::uint32_t value = 0;
+    std::uint32_t value;
     while (getentropy(&value, sizeof value) != 0) {
         if (errno != EINTR) {
             const FennelSystemError error(static_cast<std::uint32_t>(errno));

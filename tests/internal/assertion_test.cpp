@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstring>
 #include <regex>
 
 #include "OxbowRpm/impl/OxbowRpm_FileImpl.h"
@@ -31,7 +32,15 @@ struct Scene {
 
     const OxbowRpm_StrongRef<OxbowRpm_PoolMap> map{new OxbowRpm_PoolMap};
     OxbowRpm_PoolDirectoryImpl directory{map}, fresh{map};
+    OxbowRpm_StrongRef<OxbowRpm_FileImpl> strong{new OxbowRpm_FileImpl(nullptr)};
+    OxbowRpm_WeakRef<OxbowRpm_FileImpl> weak{strong};
 };
+
+/** Takes the reference's counter away, as a stray write would. */
+template <class Reference>
+static void Halve(Reference& reference) {
+    std::memset(reinterpret_cast<char*>(&reference) + sizeof(void*), 0, sizeof(void*));
+}
 
 using Document = OxbowRpm_Document;
 using File = OxbowRpm_FileImpl;
@@ -42,6 +51,11 @@ const std::pair<std::string, void (*)(Scene&&)> kCases[] = {
     {"mPointer && mCounter", WHEN(OxbowRpm_BStreamReadBuffer("", 0).SourceDir())},
     {"mPointer && mCounter", WHEN(OxbowRpm_WeakRef<File>()->PoolCount())},
     {"(mPointer && mCounter) || (!mPointer && !mCounter)", WHEN(OxbowRpm_StrongRef<File>(nullptr))},
+    {"(mPointer && mCounter) || (!mPointer && !mCounter)",
+     WHEN(Halve(s.strong); s.strong.Nullify())},
+    {"(mPointer && mCounter) || (!mPointer && !mCounter)", WHEN(Halve(s.weak); s.weak.Nullify())},
+    {"(mPointer && mCounter) || (!mPointer && !mCounter)",
+     WHEN(Halve(s.weak); OxbowRpm_WeakRef<File> copy(s.weak))},
     {"requestedLength > 0", WHEN(OxbowRpm_BStreamReadBuffer("", 0).PrepRead(0))},
     {"requestedLength > 0", WHEN(OxbowRpm_BStreamWriteBuffer(nullptr, 0).PrepWrite(0))},
     {"requestedLength > 0", WHEN(OxbowRpm_BStreamReadLocator({}, 0, 0).PrepRead(0))},

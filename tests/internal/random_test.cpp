@@ -1,12 +1,15 @@
 // The real random source: unseeded in a parent and its forked child, then seeded.
 #include "base/FennelUtilsRand.h"
 
+#include <OxbowPoolManager/base/FennelExcNoEntropy.h>
 #include <gtest/gtest.h>
+#include <sys/random.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <set>
 
 using Values = std::array<std::uint32_t, 500>;
@@ -17,7 +20,32 @@ static Values Draw() {
     return values;
 }
 
-// One test, since a seed stays for good: what comes first is unseeded.
+static int gInterruptions = 0, gCode = 0;
+
+/** Takes the system's place: fails on order, as often as a signal comes, or with the code. */
+extern "C" int getentropy(void* buffer, std::size_t length) {
+    if (gInterruptions > 0 || gCode != 0) {
+        errno = gInterruptions-- > 0 ? EINTR : gCode;
+        return -1;
+    }
+    return getrandom(buffer, length, 0) == static_cast<ssize_t>(length) ? 0 : -1;
+}
+
+TEST(Random, AFailingSystemIsRaisedAndAnInterruptedOneIsAskedAgain) {
+    gInterruptions = 3;
+    EXPECT_NO_THROW(FennelUtilsRand());
+    gInterruptions = 2;
+    gCode = ENOSYS;
+    try {
+        FennelUtilsRand();
+        ADD_FAILURE() << "a value without any random bytes";
+    } catch (const FennelExcNoEntropy& raised) {
+        EXPECT_EQ(raised.SystemError().Code(), static_cast<std::uint32_t>(ENOSYS));
+    }
+    gCode = 0;
+}
+
+// One test, since a seed holds for the rest of the process: what comes first is unseeded.
 TEST(Random, ForkedChildrenDifferAndSeedsRepeat) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);

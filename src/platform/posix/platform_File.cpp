@@ -210,7 +210,7 @@ int platform_File::WriteRange(const void* data, std::uint32_t begin, std::uint32
         }
         begin += static_cast<std::uint32_t>(written);
         // A limit inside the file: the rest of the range would start at it.
-        if (begin < end && PassesSizeLimit(mPosition + begin + 1)) {
+        if (begin < end && PassesSizeLimit(mPosition + end)) {
             return EFBIG;
         }
     }
