@@ -15,10 +15,3 @@ if(TARGET snapshots AND TARGET list_pools)
                    "${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_BINARY_DIR}/foreign_reader"
                    $<TARGET_FILE:list_pools> $<TARGET_FILE:first_program> $<TARGET_FILE:snapshots>)
 endif()
-
-if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
-  add_test(NAME swapper.CompilesToPlainMoves
-           COMMAND "${CMAKE_COMMAND}" "-DCXX=${CMAKE_CXX_COMPILER}" "-DINCLUDE=${OXBOW_INCLUDE_DIR}"
-                   "-DSCRATCH=${CMAKE_CURRENT_BINARY_DIR}"
-                   -P "${CMAKE_CURRENT_SOURCE_DIR}/public/check_swapper_moves.cmake")
-endif()

@@ -50,26 +50,6 @@ TEST_F(Documents, CloseAllLeavesASignatureOfZeros) {
     EXPECT_EQ(Text(foreign.FileName()), PathOf("h"));
 }
 
-TEST_F(Documents, OnlyTheLastPoolOfAWritableFileGrows) {
-    MakeFile("f", 2);
-    OxbowRpm_File file = mDocument.AddFile(Name("f"), kUpdate);
-    EXPECT_THROW(file.Pool(0).Allocate(1), OxbowExcImmutablePool);
-    EXPECT_FALSE(file.Pool(0).ReadOnly());
-    EXPECT_TRUE(file.Allocate(0) == file.End());
-    EXPECT_THROW(file.Allocate(9999999999999999 - 48 - 64 - 5), OxbowExcIOBounds);
-    EXPECT_THROW(file.Allocate(UINT64_MAX), OxbowExcIOBounds);
-    EXPECT_THROW((file.Start() + 6).Write(UINT64_MAX, ""), OxbowExcIOBounds);
-    EXPECT_EQ(file.Pool().Length(), 6u);
-    mDocument.Close(file);
-    OxbowRpm_File seen = mDocument.AddFile(Name("f"), kRead);
-    EXPECT_THROW(seen.Allocate(1), OxbowExcImmutablePool);
-    EXPECT_THROW(seen.Start().Write(1, "x"), OxbowExcWriteReadOnly);
-    EXPECT_THROW(seen.End().Write(1, "x"), OxbowExcIOBounds);
-    Store("empty", "");
-    EXPECT_THROW(mDocument.AddFile(Name("empty"), kRead).NewPool(), OxbowExcNewPoolReadOnly);
-    EXPECT_NO_THROW(mDocument.Flush());
-}
-
 TEST_F(Documents, AppendPoolRefusesBeforeItWrites) {
     MakeFile("source", 1);
     MakeFile("foreign", 1, "ELSE");
