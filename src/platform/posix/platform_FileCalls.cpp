@@ -1,10 +1,12 @@
+// The eight calls over a POSIX file: what is added here is the handle, the position and the
+// thread's last error.
 #include "platform/platform_FileCalls.h"
 
 #include <cerrno>
 #include <memory>
 #include <new>
 
-#include "platform/posix/platform_File.h"
+#include "platform/posix/platform_PosixFile.h"
 
 namespace {
 
@@ -13,28 +15,27 @@ static_assert(ERROR_FILE_NOT_FOUND == ENOENT && ERROR_INVALID_NAME == EINVAL,
 
 thread_local DWORD tLastError = 0;
 
-BOOL Fail(int code) {
-    tLastError = static_cast<DWORD>(code);
-    return 0;
+// What a handle points to.
+struct OpenFile {
+    platform_PosixFile mFile;
+    std::uint64_t mPosition = 0;
+};
+
+// Returns whether there is no error, and keeps the code if there is one.
+BOOL Report(int error) {
+    tLastError = error == 0 ? tLastError : static_cast<DWORD>(error);
+    return error == 0;
 }
 
-// The open file behind a handle; null, with the last error set, when there is none.
-platform_File* Use(HANDLE handle) {
-    platform_File* const file =
-        handle == INVALID_HANDLE_VALUE ? nullptr : static_cast<platform_File*>(handle);
-    if (file == nullptr || file->IsClosed()) {
-        Fail(EBADF);
-        return nullptr;
-    }
-    return file;
+// Returns null, with the last error set, when no open file is behind the handle.
+OpenFile* Use(HANDLE handle) {
+    auto* const open = handle == INVALID_HANDLE_VALUE ? nullptr : static_cast<OpenFile*>(handle);
+    return Report(open != nullptr && open->mFile.IsOpen() ? 0 : EBADF) ? open : nullptr;
 }
 
-// 1 if the operation behind a call returned 0.
-BOOL Done(int error) {
-    return error == 0 ? 1 : Fail(error);
-}
-
+// The result of a call that has worked. It can look like a failure, so the last error is cleared.
 DWORD LowWord(std::uint64_t value) {
+    tLastError = 0;
     return static_cast<DWORD>(value & 0xFFFFFFFF);
 }
 
@@ -42,83 +43,78 @@ DWORD LowWord(std::uint64_t value) {
 
 HANDLE CreateFileA(const char* path, DWORD access, DWORD share, void*, DWORD disposition, DWORD,
                    void*) {
-    const bool creates = disposition == CREATE_ALWAYS;
-    const bool writes = creates || (access & GENERIC_WRITE) != 0;
-    // The record comes first, so that a lack of memory leaves no new file behind.
-    std::unique_ptr<platform_File> file(new (std::nothrow) platform_File);
-    const int error = file == nullptr
-                          ? ENOMEM
-                          : file->Open(path, writes, creates, (share & FILE_SHARE_WRITE) == 0);
-    if (error != 0) {
-        Fail(error);
-        return INVALID_HANDLE_VALUE;
-    }
-    return file.release();
+    using Mode = platform_PosixFile::Mode;
+    const bool writes = (access & GENERIC_WRITE) != 0;
+    const Mode existing = writes ? Mode::Update : Mode::Read;
+    const Mode mode = disposition == CREATE_ALWAYS ? Mode::Create : existing;
+    const bool deniesWriting = (share & FILE_SHARE_WRITE) == 0;
+    // The object comes first, so that a lack of memory leaves no new file behind.
+    std::unique_ptr<OpenFile> open(new (std::nothrow) OpenFile);
+    const int error = open == nullptr ? ENOMEM : open->mFile.Open(path, mode, deniesWriting);
+    return Report(error) ? open.release() : INVALID_HANDLE_VALUE;
 }
 
-DWORD SetFilePointer(HANDLE handle, LONG low, LONG* high, DWORD) {
-    platform_File* const file = Use(handle);
-    if (file == nullptr) {
-        return INVALID_SET_FILE_POINTER;
-    }
+DWORD SetFilePointer(HANDLE handle, LONG low, LONG* high, DWORD method) {
     const std::uint64_t highWord = high == nullptr ? 0 : static_cast<DWORD>(*high);
     const std::uint64_t position = highWord << 32 | static_cast<DWORD>(low);
-    if (position > static_cast<std::uint64_t>(platform_kGreatestPosition)) {
-        Fail(EINVAL);
+    OpenFile* const open = Use(handle);
+    if (open == nullptr || !Report(method == FILE_BEGIN && position <= INT64_MAX ? 0 : EINVAL)) {
         return INVALID_SET_FILE_POINTER;
     }
-    file->Seek(position);
-    tLastError = 0;
+    open->mPosition = position;
     return LowWord(position);
 }
 
 BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* got, void*) {
     *got = 0;
-    platform_File* const file = Use(handle);
-    return file != nullptr && Done(file->Read(buffer, count, *got));
+    OpenFile* const open = Use(handle);
+    if (open == nullptr || !Report(open->mFile.Read(open->mPosition, buffer, count, *got))) {
+        return 0;
+    }
+    open->mPosition += *got;
+    return 1;
 }
 
 BOOL WriteFile(HANDLE handle, const void* data, DWORD count, DWORD* written, void*) {
     *written = 0;
-    platform_File* const file = Use(handle);
-    if (file == nullptr || !Done(file->Write(data, count))) {
+    OpenFile* const open = Use(handle);
+    if (open == nullptr || !Report(open->mFile.Write(open->mPosition, data, count))) {
         return 0;
     }
     *written = count;
+    open->mPosition += count;
     return 1;
 }
 
 BOOL FlushFileBuffers(HANDLE handle) {
-    platform_File* const file = Use(handle);
-    return file != nullptr && Done(file->Flush());
+    OpenFile* const open = Use(handle);
+    return open != nullptr && Report(open->mFile.Flush());
 }
 
 DWORD GetFileSize(HANDLE handle, DWORD* high) {
-    platform_File* const file = Use(handle);
     std::uint64_t length = 0;
-    if (file == nullptr || !Done(file->Size(length))) {
+    OpenFile* const open = Use(handle);
+    if (open == nullptr || !Report(open->mFile.Size(length))) {
         return INVALID_FILE_SIZE;
     }
     if (high != nullptr) {
         *high = static_cast<DWORD>(length >> 32);
     }
-    tLastError = 0;
     return LowWord(length);
 }
 
 BOOL CloseHandle(HANDLE handle) {
     if (handle == nullptr || handle == INVALID_HANDLE_VALUE) {
-        return Fail(EBADF);
+        return Report(EBADF);
     }
-    std::unique_ptr<platform_File> file(static_cast<platform_File*>(handle));
-    // The second call, after a failure, finds it closed and succeeds.
-    const int error = file->Close();
-    if (error == 0) {
-        return 1;
+    // After a failure the owner still has the handle, and closes it once more. That call finds
+    // nothing open, and succeeds.
+    auto* const open = static_cast<OpenFile*>(handle);
+    const BOOL closed = Report(open->mFile.Close());
+    if (closed) {
+        delete open;
     }
-    // The owner still has the handle, and closes it once more.
-    static_cast<void>(file.release());
-    return Fail(error);
+    return closed;
 }
 
 DWORD GetLastError() {

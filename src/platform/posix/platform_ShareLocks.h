@@ -1,0 +1,12 @@
+#ifndef OXBOW_PLATFORM_SHARELOCKS_H
+#define OXBOW_PLATFORM_SHARELOCKS_H
+
+// In the place of an error code: the file system has no locks of this kind.
+inline constexpr int platform_kNoLocks = -1;
+
+// Takes the locks that state what an open does and denies, and tests them against those of all
+// others. They fall when the descriptor is closed. Returns 0, EBUSY when another open stands
+// against this one, platform_kNoLocks, or an errno value. Requires a descriptor that can be read.
+int platform_TakeShareLocks(int descriptor, bool writes, bool deniesWriting);
+
+#endif
