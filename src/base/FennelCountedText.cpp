@@ -20,9 +20,6 @@ FennelCountedText::FennelCountedText(const char* text, std::size_t length) : mBl
     if (length == 0) {
         return;
     }
-    if (length > SIZE_MAX - sizeof(Block) - 1) {
-        throw std::bad_alloc();
-    }
     void* place = mem_OperatorNewThrow(sizeof(Block) + length + 1);
     mBlock = ::new (place) Block(length);
     std::memcpy(mBlock->Text(), text, length);

@@ -39,6 +39,9 @@ DWORD Held(const OpenFile& open, DWORD count) {
     nothing if that is 0. */
 bool Enter(Kind kind, const OpenFile& open, DWORD asked = 0) {
     Log().push_back({kind, open.path, open.position, asked, 0, {}});
+    if (gBeside != nullptr) {
+        gBeside(Log().back());
+    }
     const bool usable = kind == Open || (open.file != nullptr && (kind != Write || open.writes));
     gLastError = usable ? 0 : EBADF;
     if (gLastError != 0 || kind != gFault.kind) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,8 @@ struct Fault {
 
 inline Fault gFault;         // the order in force
 inline bool gFired = false;  // whether a call has failed on order
+/** Runs before each call is done, as another process would beside it. */
+inline std::function<void(const Call&)> gBeside;
 inline std::vector<Call>& Log() {
     static std::vector<Call> log;
     return log;
@@ -45,6 +48,7 @@ inline std::vector<Call>& Log() {
 inline void Reset() {
     Log().clear();
     gFault = Fault();
+    gBeside = nullptr;
     gFired = false;
 }
 inline void Fail(const Fault& fault) {

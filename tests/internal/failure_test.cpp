@@ -127,6 +127,21 @@ TEST_F(Failures, OfASourceThatEndsInTheMiddleOfItsCopyLeaveTheTargetItsPools) {
     }
 }
 
+TEST_F(Failures, OfASourceThatAWriterSealsMeanwhileRefuseTheCopy) {
+    const OxbowRpm_Pool source = Source("data that is copied");
+    Put(mFile, "data");
+    gBeside = [this, reads = 0](const Call& call) mutable {
+        reads += call.kind == Read;
+        if (reads == 2) {  // behind the check of the source's header
+            At("source").Write(20, "0000000000000095", 16);
+        }
+    };
+    EXPECT_THROW(mFile.AppendPool(source), OxbowExcShortPool);
+    Reset();
+    EXPECT_EQ(mFile.PoolCount(), 1u);
+    EXPECT_EQ(Get(mFile.Start(), 4), "data");
+}
+
 TEST_F(Failures, OfACopyBehindDataBecomePartOfThatPool) {
     const OxbowRpm_Pool source = Source(mLong);
     const OxbowRpm_Locator place = Put(mFile, "data");

@@ -23,25 +23,23 @@ MODULE_DOUBLE(Fennel, GenericsLib)
 MODULE_DOUBLE(Fennel, Shared)
 MODULE_DOUBLE(Oxbow, Containers)
 
-TEST(Module, OnlyTheOuterPairCallsTheOthersAndEachRenewedPairDoesSoAgain) {
-    const char* up = "+Bedrock +Alloc +CoreUtils +Lexis +GenericsLib +Shared +Containers ";
-    const char* down = "-Containers -Shared -GenericsLib -Lexis -CoreUtils -Alloc -Bedrock ";
+TEST(Module, OnlyTheOuterPairCallsTheOthersUpAndInReverseOrderDown) {
     int count = 10;
-    const auto expect = [&](void (*function)(int&), const char* calls, int after) {
-        gCalls.clear();
-        function(count);
-        EXPECT_EQ(gCalls, calls);
-        EXPECT_EQ(count, after);
-    };
     for (int round = 0; round < 2; ++round) {
-        expect(OxbowPoolManager_initialize, up, 19);  // seven doubles, the library's two modules
-        expect(OxbowPoolManager_initialize, "", 19);
-        expect(OxbowPoolManager_finalize, "", 19);
-        expect(OxbowPoolManager_finalize, down, 10);
-        expect(OxbowPoolManager_finalize, "", 10);    // unbalanced
-        expect(OxbowPoolManager_initialize, "", 10);  // makes up for it
+        gCalls.clear();
+        OxbowPoolManager_initialize(count);
+        OxbowPoolManager_initialize(count);
+        EXPECT_EQ(gCalls, "+Bedrock +Alloc +CoreUtils +Lexis +GenericsLib +Shared +Containers ");
+        EXPECT_EQ(count, 19) << "seven doubles, the library's two modules";
+        gCalls.clear();
+        OxbowPoolManager_finalize(count);
+        EXPECT_EQ(gCalls, "");
+        OxbowPoolManager_finalize(count);
+        EXPECT_EQ(gCalls, "-Containers -Shared -GenericsLib -Lexis -CoreUtils -Alloc -Bedrock ");
+        EXPECT_EQ(count, 10);
     }
-    expect(OxbowRpm_initialize, "", 11);  // reached before the whole, it stays up after it
-    expect(OxbowPoolManager_initialize, up, 19);
-    expect(OxbowPoolManager_finalize, down, 11);
+    OxbowRpm_initialize(count);
+    OxbowPoolManager_initialize(count);
+    OxbowPoolManager_finalize(count);
+    EXPECT_EQ(count, 11) << "a module that was up before stays up";
 }
