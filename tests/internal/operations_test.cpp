@@ -46,15 +46,15 @@ TEST_F(Operations, GetFileTypeClassifiesByNineBytes) {
         string bytes;
         Document::FileType type;
     } cases[] = {
+        {signature + "\6", Document::PoolFile},
+        {signature, Document::NotPoolFile},  // the ninth byte of the file before is no answer
         {"", Document::NotPoolFile},
-        {signature, Document::NotPoolFile},
         {"?" + signature.substr(1) + "\6", Document::NotPoolFile},
         {signature.substr(0, 7) + "?\6", Document::NotPoolFile},
         {signature + string(1, '\0'), Document::NotPoolFile},
         {signature + "\1", Document::LegacyPoolFile},
         {signature + "\2", Document::LegacyPoolFile},
         {signature + "\3", Document::PoolFile},
-        {signature + "\6", Document::PoolFile},
         {signature + "\7", Document::NotPoolFile},
         {signature + "\x80", Document::NotPoolFile},
     };
