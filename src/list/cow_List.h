@@ -12,8 +12,8 @@ class cow_ListIterator;
     and the list grows at both ends without moving its elements.
 
     Elements live in pages of 1 << mPageShift slots, which are reached through a page table. Table
-    and pages carry use counts. An edit first makes the table private, then the pages that it will
-    write, then builds the elements, and changes the length last. While a table's count is above 1
+    and pages carry use counts. An edit first makes the table private, then the pages that it
+    writes, then builds the elements, and changes the length last. While a table's count is above 1
     nobody writes to the table; a page is written in place only while its own count and that of its
     table are 1.
 
@@ -22,16 +22,16 @@ class cow_ListIterator;
 
     Owner and life: a value; copies are independent of one another. An element keeps its address
     while the list grows, unless its page is shared when it is written.
-    Threads: one at a time for all lists and iterators that descend from one another by copying. The
-    counts are plain, and even a copy or an iterator that only reads writes them.
-    Raises: std::bad_alloc, and what T's copy operations raise. What never raises: destruction,
-    assignment of a list, and truncation of a list that shares nothing to 0. A bad index ends the
-    process by abort().
-    A failed edit leaves: values and length of this list and of all that share with it as they were,
-    without a leak; the table may be larger and pages may be private by then. InsertAt and RemoveAt
-    leave less when an assignment raises, as described there.
+    Threads: lists and iterators that share a table or a page are used by one thread at a time. The
+    counts are plain, and reading through an iterator or a copy writes them too.
     Requires: T has a copy constructor, and a destructor that doesn't raise; for InsertAt, RemoveAt
-    and ToArray also assignment, and for ToArray a default constructor. */
+    and ToArray also assignment, and for ToArray a default constructor. Indices are valid: a bad one
+    ends the process by abort().
+    Raises: std::bad_alloc, and what T's copy operations raise. Destruction, assignment of a list,
+    and truncation to 0 of a list that shares nothing never raise.
+    Leaves, after a failed edit: this list and all that share with it with the length and the values
+    that they had, and no leak; the table may be larger, and pages may be private. InsertAt and
+    RemoveAt leave less when an assignment raises, as described there. */
 template <class T>
 class cow_List {
 public:
@@ -152,6 +152,7 @@ private:
     void CopyTable();
     /** Makes the table private and fits it to a length that is not below mLength. */
     void FitTable(int length);
+    /** Does nothing to a table that is as large already. */
     void GrowTable(int size);
     /** Makes the pages of the range, both ends included, present and private; the table is private
         already. firstIndex may be -1 if mFirst is above 0. */
@@ -161,6 +162,9 @@ private:
     /** Takes a page out of the table, and destroys it and its elements if no other table holds it.
      */
     void DropPage(int k);
+    /** All pages from entry first on. Beside those that a truncation drops, these may be empty ones
+        of a failed edit. */
+    void DropPages(int first);
 
     /** Adds copies of source(0) up to source(count - 1) at the back; the table has room for them.
      */
@@ -168,11 +172,11 @@ private:
     void AddBack(int count, Source source);
     /** Makes the table private, with a free position below mFirst. Moves no element. */
     void MakeFrontRoom();
-    /** Makes the list longer by one and frees the slot of index to be overwritten. Returns where
-        the value is now, which may have moved with an element. */
+    /** Makes the list longer by one and moves elements, so that the one of index may be
+        overwritten. Returns where the value is now: it moves if it is one of these elements. */
     const T* OpenGapFromFront(int index, const T* value);
     const T* OpenGapFromBack(int index, const T* value);
-    /** Assigns one element to another; returns where the value is now, if it was the first one. */
+    /** Assigns element from to element to. Returns where the value is now. */
     const T* MoveElement(int from, int to, const T* value);
 
     int mLength;

@@ -150,10 +150,12 @@ void cow_List<T>::FitTable(int length) {
 
 template <class T>
 void cow_List<T>::GrowTable(int size) {
-    const std::size_t bytes = static_cast<std::size_t>(size) * sizeof(Page*);
-    mTable = static_cast<Page**>(mem_Realloc(mTable, bytes));
-    std::fill(mTable + mTableSize, mTable + size, nullptr);
-    mTableSize = size;
+    if (size > mTableSize) {
+        const std::size_t bytes = static_cast<std::size_t>(size) * sizeof(Page*);
+        mTable = static_cast<Page**>(mem_Realloc(mTable, bytes));
+        std::fill(mTable + mTableSize, mTable + size, nullptr);
+        mTableSize = size;
+    }
 }
 
 template <class T>
@@ -191,6 +193,15 @@ void cow_List<T>::DropPage(int k) {
 }
 
 template <class T>
+void cow_List<T>::DropPages(int first) {
+    for (int k = first; k < mTableSize; ++k) {
+        if (mTable[k] != nullptr) {
+            DropPage(k);
+        }
+    }
+}
+
+template <class T>
 cow_List<T>& cow_List<T>::Resize(int newLength) {
     const int end = newLength == 0 ? 0 : mFirst + newLength;
     const int pages = (PageSize() + end - 1) >> mPageShift;
@@ -198,9 +209,7 @@ cow_List<T>& cow_List<T>::Resize(int newLength) {
 
     // What can fail comes first; so a table that shrinks gets a new block before elements go.
     DetachTable();
-    if (size > mTableSize) {
-        GrowTable(size);
-    }
+    GrowTable(size);
     TableOwner smaller = NewTable(size < mTableSize ? size : 0);
     int liveEnd = LiveEnd(pages - 1);
     if (newLength < liveEnd && mTable[pages - 1]->mUse > 1) {
@@ -208,18 +217,14 @@ cow_List<T>& cow_List<T>::Resize(int newLength) {
         liveEnd = newLength;
     }
 
-    // Where nothing is truncated these pages are empty ones that a failed edit has left.
-    for (int k = pages; k < mTableSize; ++k) {
-        if (mTable[k] != nullptr) {
-            DropPage(k);
-        }
-    }
+    DropPages(pages);
     DestroyRange(newLength, liveEnd);
     if (size < mTableSize) {
         std::copy_n(mTable, size, smaller.get());
         mem_Free(std::exchange(mTable, smaller.release()));
         mTableSize = size;
     }
+
     if (newLength == 0) {
         mFirst = 0;
         // An empty list keeps the page size that its hint chose.
