@@ -1,43 +1,48 @@
 #ifndef OXBOW_COW_LIST_H
 #define OXBOW_COW_LIST_H
 
+#include <memory>
+
 #include "list/cow_ListPage.h"
 
 template <class T>
-class cow_ListStage;
-template <class T>
 class cow_ListIterator;
 
-/** The library's sequence type: an indexable list of values whose copies cost six fields and one
-    count, and which grows without moving its elements.
+/** The library's sequence type: an indexable list of values. A copy costs six fields and one count,
+    and the list grows at both ends without moving its elements.
 
-    Elements live in pages of 1 << mPageShift slots, reached through a page table. Table and pages
-    carry use counts and are copied when a list that shares them is about to change them: first the
-    table, then the pages that the change touches. With a table count above 1 nobody writes to the
-    table; a page is changed in place only while its own count and that of its table are 1.
+    Elements live in pages of 1 << mPageShift slots, which are reached through a page table. Table
+    and pages carry use counts. An edit first makes the table private, then the pages that it
+    writes, then builds the elements, and changes the length last. While a table's count is above 1
+    nobody writes to the table; a page is written in place only while its own count and that of its
+    table are 1.
 
     Logical index: 0 up to Length(), what callers use. Position: mFirst + index, the place in the
-    row of slots that the table spans. All of these are signed 32-bit, without overflow checks.
+    row of slots that the table spans. Both are signed 32-bit numbers without overflow checks.
 
-    Owner and life: a value; copies are independent of one another. An element's address stays good
-    while the list grows, as long as its page is not shared.
-    Threads: none inside. The counts are plain, so all sharers, iterators included, stay on one
-    thread.
-    Raises: std::bad_alloc, and what T's copy constructor raises; the list, its sharers and all
-    counts are then as they were before the call. Edits at the front and in the middle promise
-    less, as told there. A bad index ends the process.
-    T needs a copy constructor, and a destructor that doesn't raise; InsertAt, RemoveAt and ToArray
-    need assignment, ToArray also a default constructor. */
+    Owner and life: a value; copies are independent of one another. An element keeps its address
+    while the list grows, unless its page is shared when it is written.
+    Threads: lists and iterators that share a table or a page are used by one thread at a time. The
+    counts are plain, and reading through an iterator or a copy writes them too.
+    Requires: T has a copy constructor, and a destructor that doesn't raise; for InsertAt, RemoveAt
+    and ToArray also assignment, and for ToArray a default constructor. Indices are valid: a bad one
+    ends the process by abort().
+    Raises: std::bad_alloc, and what T's copy operations raise. Destruction, assignment of a list,
+    and truncation to 0 of a list that shares nothing never raise.
+    Leaves, after a failed edit: this list and all that share with it with the length and the values
+    that they had, and no leak; the table may be larger, and pages may be private. InsertAt and
+    RemoveAt leave less when an assignment raises, as described there. */
 template <class T>
 class cow_List {
 public:
-    cow_List() { Initialize(0); }
-    /** The hint is the expected length; from 256 on it makes larger pages, 8 to 16 of them. */
-    explicit cow_List(int sizeHint) { Initialize(sizeHint); }
+    cow_List();
+    /** The hint is the expected length. From 256 on it makes larger pages, so that 8 to 16 of them
+        hold that many elements. */
+    explicit cow_List(int sizeHint) : cow_List() { Initialize(sizeHint); }
     /** Shares the table: no allocation, no element copied. */
     cow_List(const cow_List& other) noexcept { ShareTableOf(other); }
-    /** Destroys the elements of those pages that no other table holds: whole pages in ascending
-        order, each from its last element to its first. */
+    /** Destroys the elements of those pages that no other table holds: page by page upward, each
+        from its last element to its first. */
     ~cow_List() { GiveUpTable(); }
     cow_List& operator=(const cow_List& other) noexcept;
 
@@ -45,127 +50,134 @@ public:
 
     /** Adds at the back. The value may be an element of this list. */
     cow_List& Append(const T& value);
-    /** Read access: no share is touched. */
+    /** Read access; shares stay. */
     const T& operator[](int i) const { return *ElementAt(CheckIndex(i)); }
     /** Write access: makes the table and the page of i private, on every use. The reference must
-        not outlive the next edit or the next copy of the list: a sharer would see what is written
-        through it. */
+        not outlive the list's next edit or its next copy, which would see what is written through
+        it. */
     T& operator[](int i);
-    /** The last element, for reading; the list is not empty. */
+    /** The last element, for reading. Requires a list that is not empty. */
     const T& Last() const { return *ElementAt(CheckIndex(mLength - 1)); }
 
-    /** Adds at the front. No element moves. The value may be an element of this list. A failure
-        leaves elements and length alone, but may leave a larger table with its free room in front.
-     */
+    /** Adds at the front, and moves no element. The value may be an element of this list. */
     cow_List& Prepend(const T& value);
-    /** Gives the value the index, 0 up to Length(), and moves the elements on the shorter side one
-        place outward. The value may be an element of this list. If an assignment raises, the list
-        is one longer and holds one of its elements twice; otherwise as Prepend. */
+    /** Adds an element with this index, 0 up to and including Length(), and moves those on the
+        shorter side of it outward by one. The value may be an element of this list.
+        Leaves, when an assignment raises: a list that is longer by one and holds one of its
+        elements twice. */
     cow_List& InsertAt(int index, const T& value);
-    /** Moves the elements on the shorter side one place inward; the table keeps its size. If an
-        assignment raises, the list keeps its length, and holds an element twice in place of the one
-        that was to go. */
+    /** Removes an element, and moves those on the shorter side of it inward by one. The table keeps
+        its size.
+        Leaves, when an assignment raises: a list of the old length that holds another element twice
+        in place of one of its own. */
     cow_List& RemoveAt(int index);
-    /** The list is not empty. */
+    /** Requires a list that is not empty. */
     cow_List& RemoveLast() { return RemoveAt(mLength - 1); }
-    /** A copy of the last element, which is removed; the list is not empty. */
+    /** Removes the last element and returns a copy of it. Requires a list that is not empty. */
     T PopLast();
 
     /** Adds copies of all elements of the other list, which may be this one, at the back. */
     cow_List& AppendList(const cow_List& other);
-    /** Raises the length, with copies of fill, which may be an element of this list. Changes
-       nothing at all if the list is that long already. */
+    /** Raises the length with copies of fill, which may be an element of this list. Does nothing to
+        a list that is as long already. */
     cow_List& Extend(int newLength, const T& fill);
-    /** Makes the list hold copies of the array's elements and no others. */
+    /** Replaces all elements by copies of the array's, which may be elements of this list. */
     cow_List& Assign(const T* array, int count);
-    /** Copies of the elements from lo up to, not including, hi; bounds outside the list are pulled
-        in. The new list shares nothing with this one, and a long one has larger pages. */
+    /** Returns copies of the elements from lo up to, not including, hi; bounds outside the list
+        count as its ends. The result shares nothing with this list, and has larger pages if it is
+        long. */
     cow_List Slice(int lo, int hi) const;
-    /** Copies of all elements in an array that the caller gives back with delete[]; never null. It
-        comes from the array form of new, which is the global one unless T brings its own. */
+    /** Returns copies of all elements in a new array, never null, which the caller frees by
+        delete[]; sets length to their number. The array comes from the global operator new[],
+        unless T has its own. */
     T* ToArray(int& length) const;
 
-    /** Truncates to newLength, and fits the table to it. Never raises the length: above it, this
-        sizes the table only. Truncation to 0 makes the list as good as new. Takes newLength >= 0.
-        An unshared list truncated to 0 allocates nothing, so that this can't fail. */
+    /** Truncates to newLength, which is 0 or more, and fits the table to it. Never raises the
+        length: above it this only makes room in the table. Truncation to 0 also resets first
+        position and page size to those of a new list. */
     cow_List& Resize(int newLength);
     cow_List& Clear() { return Resize(0); }
-    /** Makes the page of i present and private. The caller holds the table alone. */
+    /** Makes the page of i present and private. Requires a table that no other list shares. */
     void DetachPage(int i) { DetachPages(i, i); }
 
 private:
-    friend class cow_ListStage<T>;
     friend class cow_ListIterator<T>;
     /** Reads and sets the representation. */
     friend struct cow_ListPeer;
 
     using Page = cow_ListPage<T>;
+    struct FreeBlock {
+        void operator()(void* block) const noexcept { mem_Free(block); }
+    };
+    using TableOwner = std::unique_ptr<Page*[], FreeBlock>;
+    struct Added;
 
-    static constexpr int DefaultPageShift = 4;
-    /** The table's length is kept a multiple of this. */
-    static constexpr int TableStepShift = 4;
-    static constexpr int TableStep = 1 << TableStepShift;
+    static constexpr int kDefaultPageShift = 4;
+    /** The table's length is a multiple of 1 << kTableStepShift, but for a size hint's. */
+    static constexpr int kTableStepShift = 4;
 
-    static int* NewUseCount();
     /** A zeroed table; null for a size of 0. */
-    static Page** NewTable(int size);
+    static TableOwner NewTable(int size);
 
     void Initialize(int sizeHint);
-    void SetEmpty();
     void ShareTableOf(const cow_List& other);
     void GiveUpTable();
 
     [[noreturn]] void RaiseOutOfRange(int index) const;
     int CheckIndex(int i) const;
 
-    // Of all these the caller passes indices that are valid, or one beside a valid one.
+    // Indices from here on are not checked: valid ones, or one beside a valid one where a slot is
+    // meant rather than an element.
     int PageSize() const { return 1 << mPageShift; }
     int PageOf(int i) const { return (mFirst + i) >> mPageShift; }
     int SlotOf(int i) const { return mFirst + i - (PageOf(i) << mPageShift); }
-    /** The page in entry k, null also where the table is too short. */
-    Page* PageAt(int k) const { return k < mTableSize ? mTable[k] : nullptr; }
-    /** Logical index of page k's first live element. */
+    /** Logical index of page k's first element. Not below LiveEnd(k) in a page without any. */
     int LiveBegin(int k) const;
-    /** Logical index behind page k's last live element, if the list had this length. */
-    int LiveEnd(int k, int length) const;
+    /** Logical index behind page k's last element. */
+    int LiveEnd(int k) const;
     /** The number of table entries for positions below end. */
     int TableSizeFor(int end) const;
 
-    /** Unchecked; the page is present. */
+    /** The page is present. */
     T* ElementAt(int i) { return mTable[PageOf(i)]->mElements + SlotOf(i); }
     const T* ElementAt(int i) const { return mTable[PageOf(i)]->mElements + SlotOf(i); }
     /** Into a raw slot of a present page. */
-    void ConstructAt(int i, const T& value);
+    void ConstructAt(int i, const T& value) { new (ElementAt(i)) T(value); }
     void DestroyAt(int i) { ElementAt(i)->~T(); }
     /** From end - 1 down to begin. */
     void DestroyRange(int begin, int end);
 
-    /** Index of the element that the value itself is, within the range; -1 if it is none. */
-    int IndexOf(const T& value, int begin, int end) const;
-
     /** Makes the table private. */
     void DetachTable();
-    /** Makes the pages of the range, ends included, present and private; the table must be private
-        already. firstIndex may be -1 if mFirst >= 1. */
+    void CopyTable();
+    /** Makes the table private and fits it to a length that is not below mLength. */
+    void FitTable(int length);
+    /** Does nothing to a table that is as large already. */
+    void GrowTable(int size);
+    /** Makes the pages of the range, both ends included, present and private; the table is private
+        already. firstIndex may be -1 if mFirst is above 0. */
     void DetachPages(int firstIndex, int lastIndex);
-    /** Both in one step, which a failure undoes whole. */
-    void DetachTableAndPages(int firstIndex, int lastIndex);
+    /** Puts a new page into entry k, with copies of the old page's elements below endIndex. */
+    void RenewPage(int k, int endIndex);
+    /** Takes a page out of the table, and destroys it and its elements if no other table holds it.
+     */
+    void DropPage(int k);
+    /** All pages from entry first on. Beside those that a truncation drops, these may be empty ones
+        of a failed edit. */
+    void DropPages(int first);
+
+    /** Adds copies of source(0) up to source(count - 1) at the back; the table has room for them.
+     */
+    template <class Source>
+    void AddBack(int count, Source source);
     /** Makes the table private, with a free position below mFirst. Moves no element. */
     void MakeFrontRoom();
-    /** Element 0 or the last one comes to stand twice, and those up to the index move after it: the
-        element of the index may then be overwritten. */
-    void OpenGapFromFront(int index);
-    void OpenGapFromBack(int index);
-    void CloseGapFromFront(int index);
-    void CloseGapFromBack(int index);
-    /** Adds copies of source(0) up to source(count - 1) at the back. The stage has prepared no page
-        yet; count is above 0. */
-    template <class Source>
-    void AddBack(cow_ListStage<T>& stage, int count, Source source);
-    /** Takes the pages from entry firstPage on out of the table, and destroys those that no other
-        holds. */
-    void DropPages(int firstPage);
-    void DropPage(int k);
+    /** Makes the list longer by one and moves elements, so that the one of index may be
+        overwritten. Returns where the value is now: it moves if it is one of these elements. */
+    const T* OpenGapFromFront(int index, const T* value);
+    const T* OpenGapFromBack(int index, const T* value);
+    /** Assigns element from to element to. Returns where the value is now. */
+    const T* MoveElement(int from, int to, const T* value);
 
     int mLength;
     /** Number of entries in mTable. */

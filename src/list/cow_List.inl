@@ -1,7 +1,7 @@
 #ifndef OXBOW_COW_LIST_INL
 #define OXBOW_COW_LIST_INL
 
-#include "list/cow_ListStage.h"
+// The representation of a list: table, pages, use counts, and the operations that every edit uses.
 
 #include <algorithm>
 #include <cstddef>
@@ -10,54 +10,47 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
 template <class T>
-int* cow_List<T>::NewUseCount() {
-    return new (mem_OperatorNewTinyThrow(sizeof(int))) int(1);
-}
-
-template <class T>
-cow_ListPage<T>** cow_List<T>::NewTable(int size) {
+typename cow_List<T>::TableOwner cow_List<T>::NewTable(int size) {
     if (size == 0) {
         return nullptr;
     }
     const auto entries = static_cast<std::size_t>(size);
-    Page** table = static_cast<Page**>(mem_Malloc(entries * sizeof(Page*)));
-    std::fill_n(table, entries, nullptr);
+    TableOwner table(static_cast<Page**>(mem_Malloc(entries * sizeof(Page*))));
+    std::fill_n(table.get(), entries, nullptr);
     return table;
 }
 
+template <class T>
+cow_List<T>::cow_List()
+    : mLength(0),
+      mTableSize(0),
+      mPageShift(kDefaultPageShift),
+      mFirst(0),
+      mTableUse(new (mem_OperatorNewTinyThrow(sizeof(int))) int(1)),
+      mTable(nullptr) {}
+
 /** Page size and page count come from the exponent and the mantissa of the hint as an IEEE 754
-    single: no loop, and a hint that is rounded down is covered by the step of extra entries. */
+    single. A hint that the conversion rounds down is covered by the extra entries. */
 template <class T>
 void cow_List<T>::Initialize(int sizeHint) {
-    static_assert(sizeof(float) == sizeof(std::int32_t), "the hint is read off a single");
-    SetEmpty();
-    if (sizeHint != 0) {
-        const float single = static_cast<float>(sizeHint);
-        std::int32_t bits;
-        std::memcpy(&bits, &single, sizeof bits);
-        const int pageShift = (bits >> 23) - 130;
-        if (pageShift > mPageShift) {
-            mTableSize = ((bits & 0x7fffff) + 0x8fffff) >> 20;
-            mPageShift = pageShift;
-        }
-        mTableSize += TableStep;
+    static_assert(sizeof(float) == sizeof(std::int32_t), "the hint is read as a single");
+    if (sizeHint == 0) {
+        return;
     }
-    // No destructor runs for a half-made list, so the count needs an owner while the table is got.
-    std::unique_ptr<int, void (*)(void*)> use(NewUseCount(), mem_Free);
-    mTable = NewTable(mTableSize);
-    mTableUse = use.release();
-}
-
-template <class T>
-void cow_List<T>::SetEmpty() {
-    mLength = 0;
-    mTableSize = 0;
-    mPageShift = DefaultPageShift;
-    mFirst = 0;
-    mTableUse = nullptr;
-    mTable = nullptr;
+    const float single = static_cast<float>(sizeHint);
+    std::int32_t bits;
+    std::memcpy(&bits, &single, sizeof bits);
+    int size = 1 << kTableStepShift;
+    const int pageShift = (bits >> 23) - 130;
+    if (pageShift > mPageShift) {
+        size += ((bits & 0x7fffff) + 0x8fffff) >> 20;
+        mPageShift = pageShift;
+    }
+    mTable = NewTable(size).release();
+    mTableSize = size;
 }
 
 template <class T>
@@ -71,7 +64,7 @@ void cow_List<T>::ShareTableOf(const cow_List& other) {
     *mTableUse += 1;
 }
 
-/** The last holder destroys what only this table held; any other leaves the table to the rest. */
+/** The last holder destroys what only this table held. */
 template <class T>
 void cow_List<T>::GiveUpTable() {
     *mTableUse -= 1;
@@ -79,7 +72,6 @@ void cow_List<T>::GiveUpTable() {
         Resize(0);
         mem_Free(mTableUse);
     }
-    SetEmpty();
 }
 
 template <class T>
@@ -110,19 +102,14 @@ int cow_List<T>::LiveBegin(int k) const {
 }
 
 template <class T>
-int cow_List<T>::LiveEnd(int k, int length) const {
-    return std::min((k << mPageShift) - mFirst + PageSize(), length);
+int cow_List<T>::LiveEnd(int k) const {
+    return std::min(((k + 1) << mPageShift) - mFirst, mLength);
 }
 
 template <class T>
 int cow_List<T>::TableSizeFor(int end) const {
-    const int stepShift = mPageShift + TableStepShift;
-    return (((1 << stepShift) + end - 1) >> stepShift) << TableStepShift;
-}
-
-template <class T>
-void cow_List<T>::ConstructAt(int i, const T& value) {
-    new (ElementAt(i)) T(value);
+    const int stepShift = mPageShift + kTableStepShift;
+    return (((1 << stepShift) + end - 1) >> stepShift) << kTableStepShift;
 }
 
 template <class T>
@@ -134,91 +121,80 @@ void cow_List<T>::DestroyRange(int begin, int end) {
 
 template <class T>
 void cow_List<T>::DetachTable() {
-    cow_ListStage<T> stage(*this);
-    stage.PrepareTable(mTableSize);
-    stage.Begin();
-    stage.Finish();
+    if (*mTableUse > 1) {
+        CopyTable();
+    }
+}
+
+template <class T>
+void cow_List<T>::CopyTable() {
+    // This list gets the new blocks; the other one has the share of the old ones, and gives it up.
+    cow_List other;
+    other.mTable = NewTable(mTableSize).release();
+    for (int k = 0; k < mTableSize; ++k) {
+        other.mTable[k] = mTable[k];
+        if (mTable[k] != nullptr) {
+            mTable[k]->mUse += 1;
+        }
+    }
+    std::swap(mTable, other.mTable);
+    std::swap(mTableUse, other.mTableUse);
+}
+
+template <class T>
+void cow_List<T>::FitTable(int length) {
+    if (*mTableUse > 1 || TableSizeFor(mFirst + length) != mTableSize) {
+        Resize(length);
+    }
+}
+
+template <class T>
+void cow_List<T>::GrowTable(int size) {
+    if (size > mTableSize) {
+        const std::size_t bytes = static_cast<std::size_t>(size) * sizeof(Page*);
+        mTable = static_cast<Page**>(mem_Realloc(mTable, bytes));
+        std::fill(mTable + mTableSize, mTable + size, nullptr);
+        mTableSize = size;
+    }
 }
 
 template <class T>
 void cow_List<T>::DetachPages(int firstIndex, int lastIndex) {
-    cow_ListStage<T> stage(*this);
-    stage.PreparePages(firstIndex, lastIndex, mLength);
-    stage.Begin();
-    stage.Finish();
-}
-
-template <class T>
-void cow_List<T>::DetachTableAndPages(int firstIndex, int lastIndex) {
-    cow_ListStage<T> stage(*this);
-    stage.PrepareTable(mTableSize);
-    stage.PreparePages(firstIndex, lastIndex, mLength);
-    stage.Begin();
-    stage.Finish();
-}
-
-template <class T>
-template <class Source>
-void cow_List<T>::AddBack(cow_ListStage<T>& stage, int count, Source source) {
-    stage.PreparePages(mLength, mLength + count - 1, mLength);
-    for (int j = 0; j < count; ++j) {
-        stage.Build(mLength + j, source(j));
+    for (int k = PageOf(firstIndex); k <= PageOf(lastIndex); ++k) {
+        if (mTable[k] == nullptr || mTable[k]->mUse > 1) {
+            RenewPage(k, mLength);
+        }
     }
-    stage.Begin();
-    stage.Finish();
-    mLength += count;
 }
 
 template <class T>
-cow_List<T>& cow_List<T>::Append(const T& value) {
-    cow_ListStage<T> stage(*this);
-    stage.PrepareTable(TableSizeFor(mFirst + mLength + 1));
-    AddBack(stage, 1, [&](int) -> const T& { return value; });
-    return *this;
+void cow_List<T>::RenewPage(int k, int endIndex) {
+    std::unique_ptr<Page> page(new Page(PageSize()));
+    Page* const old = mTable[k];
+    if (old != nullptr) {
+        const int begin = LiveBegin(k);
+        const int count = std::min(LiveEnd(k), endIndex) - begin;
+        const T* const source = old->mElements + SlotOf(begin);
+        std::uninitialized_copy_n(source, std::max(count, 0), page->mElements + SlotOf(begin));
+        old->mUse -= 1;
+    }
+    mTable[k] = page.release();
 }
 
 template <class T>
-T& cow_List<T>::operator[](int i) {
-    CheckIndex(i);
-    DetachTableAndPages(i, i);
-    return *ElementAt(i);
+void cow_List<T>::DropPage(int k) {
+    Page* const page = mTable[k];
+    page->mUse -= 1;
+    if (page->mUse == 0) {
+        DestroyRange(LiveBegin(k), LiveEnd(k));
+        delete page;
+    }
+    mTable[k] = nullptr;
 }
 
 template <class T>
-cow_List<T>& cow_List<T>::Resize(int newLength) {
-    const bool hadElements = mLength > 0;
-    const bool truncates = newLength < mLength;
-    const int end = newLength == 0 ? 0 : newLength + mFirst;
-    const int pagesNeeded = (PageSize() + end - 1) >> mPageShift;
-    const bool cutsPage = truncates && end < pagesNeeded << mPageShift;
-
-    cow_ListStage<T> stage(*this);
-    stage.PrepareTable(TableSizeFor(end));
-    if (cutsPage) {
-        // If the last kept page is shared, this makes the shorter copy that takes its place.
-        stage.PreparePages(newLength - 1, newLength - 1, newLength);
-    }
-    stage.Begin();
-    if (truncates || newLength == 0) {
-        DropPages(pagesNeeded);
-    }
-    if (cutsPage && !stage.RenewsPage(newLength - 1)) {
-        DestroyRange(newLength, LiveEnd(pagesNeeded - 1, mLength));
-    }
-    stage.Finish();
-
-    mLength = std::min(mLength, newLength);
-    if (newLength == 0) {
-        mFirst = 0;
-        // An empty list keeps the page size that its hint gave it.
-        mPageShift = hadElements ? DefaultPageShift : mPageShift;
-    }
-    return *this;
-}
-
-template <class T>
-void cow_List<T>::DropPages(int firstPage) {
-    for (int k = firstPage; k < mTableSize; ++k) {
+void cow_List<T>::DropPages(int first) {
+    for (int k = first; k < mTableSize; ++k) {
         if (mTable[k] != nullptr) {
             DropPage(k);
         }
@@ -226,14 +202,36 @@ void cow_List<T>::DropPages(int firstPage) {
 }
 
 template <class T>
-void cow_List<T>::DropPage(int k) {
-    Page* page = mTable[k];
-    page->mUse -= 1;
-    if (page->mUse == 0) {
-        DestroyRange(LiveBegin(k), LiveEnd(k, mLength));
-        delete page;
+cow_List<T>& cow_List<T>::Resize(int newLength) {
+    const int end = newLength == 0 ? 0 : mFirst + newLength;
+    const int pages = (PageSize() + end - 1) >> mPageShift;
+    const int size = TableSizeFor(end);
+
+    // What can fail comes first; so a table that shrinks gets a new block before elements go.
+    DetachTable();
+    GrowTable(size);
+    TableOwner smaller = NewTable(size < mTableSize ? size : 0);
+    int liveEnd = LiveEnd(pages - 1);
+    if (newLength < liveEnd && mTable[pages - 1]->mUse > 1) {
+        RenewPage(pages - 1, newLength);
+        liveEnd = newLength;
     }
-    mTable[k] = nullptr;
+
+    DropPages(pages);
+    DestroyRange(newLength, liveEnd);
+    if (size < mTableSize) {
+        std::copy_n(mTable, size, smaller.get());
+        mem_Free(std::exchange(mTable, smaller.release()));
+        mTableSize = size;
+    }
+
+    if (newLength == 0) {
+        mFirst = 0;
+        // An empty list keeps the page size that its hint chose.
+        mPageShift = mLength > 0 ? kDefaultPageShift : mPageShift;
+    }
+    mLength = std::min(mLength, newLength);
+    return *this;
 }
 
 #endif

@@ -1,33 +1,66 @@
 #ifndef OXBOW_COW_LIST_EDITS_INL
 #define OXBOW_COW_LIST_EDITS_INL
 
-// The edits that stand on the representation in cow_List.inl.
-
-#include "list/cow_ListStage.h"
+// The edits and the reading operations, on the representation in cow_List.inl.
 
 #include <algorithm>
 #include <cstddef>
 #include <memory>
 
+/** Elements that are being built behind the last one. Those that don't count at the end are
+    destroyed. */
 template <class T>
-int cow_List<T>::IndexOf(const T& value, int begin, int end) const {
-    for (int i = begin; i < end; ++i) {
-        if (ElementAt(i) == std::addressof(value)) {
-            return i;
-        }
+struct cow_List<T>::Added {
+    explicit Added(cow_List& list) : mList(list), mEnd(list.mLength) {}
+    ~Added() { mList.DestroyRange(mList.mLength, mEnd); }
+    Added(const Added&) = delete;
+    Added& operator=(const Added&) = delete;
+
+    cow_List& mList;
+    int mEnd;
+};
+
+/** The source is read while the list has its old length, so it may be this list. */
+template <class T>
+template <class Source>
+void cow_List<T>::AddBack(int count, Source source) {
+    if (count <= 0) {
+        return;
     }
-    return -1;
+    DetachPages(mLength, mLength + count - 1);
+    Added added(*this);
+    for (int j = 0; j < count; ++j) {
+        ConstructAt(added.mEnd, source(j));
+        added.mEnd += 1;
+    }
+    mLength = added.mEnd;
 }
 
-/** All free entries come to stand in front, so that a row of Prepends moves the table once. */
+template <class T>
+cow_List<T>& cow_List<T>::Append(const T& value) {
+    FitTable(mLength + 1);
+    DetachPages(mLength, mLength);
+    ConstructAt(mLength, value);
+    mLength += 1;
+    return *this;
+}
+
+template <class T>
+T& cow_List<T>::operator[](int i) {
+    CheckIndex(i);
+    DetachTable();
+    DetachPages(i, i);
+    return *ElementAt(i);
+}
+
+/** All free entries end up in front, so that a row of Prepends moves the table's entries once. */
 template <class T>
 void cow_List<T>::MakeFrontRoom() {
     const int pages = (PageSize() + mLength - 1) >> mPageShift;
     if (mFirst == 0 && pages == mTableSize) {
         Resize((pages << mPageShift) + 1);
-    } else {
-        DetachTable();
     }
+    DetachTable();
     if (mFirst == 0) {
         std::rotate(mTable, mTable + pages, mTable + mTableSize);
         mFirst = (mTableSize - pages) << mPageShift;
@@ -37,45 +70,44 @@ void cow_List<T>::MakeFrontRoom() {
 template <class T>
 cow_List<T>& cow_List<T>::Prepend(const T& value) {
     MakeFrontRoom();
-    cow_ListStage<T> stage(*this);
-    stage.PreparePages(-1, -1, mLength);
-    stage.Build(-1, value);
-    stage.Begin();
-    stage.Finish();
+    DetachPages(-1, -1);
+    ConstructAt(-1, value);
     mFirst -= 1;
     mLength += 1;
     return *this;
 }
 
-/** The new element counts before the others move: should an assignment raise, every constructed
-    element is one of the list's. */
 template <class T>
-void cow_List<T>::OpenGapFromFront(int index) {
+const T* cow_List<T>::MoveElement(int from, int to, const T* value) {
+    *ElementAt(to) = *ElementAt(from);
+    return value == ElementAt(from) ? ElementAt(to) : value;
+}
+
+/** The pages are private before the first element is built twice and the list is longer: should an
+    assignment fail from there on, every constructed element counts. */
+template <class T>
+const T* cow_List<T>::OpenGapFromFront(int index, const T* value) {
     MakeFrontRoom();
-    cow_ListStage<T> stage(*this);
-    stage.PreparePages(-1, index, mLength);
-    stage.Build(-1, *ElementAt(0));
-    stage.Begin();
-    stage.Finish();
-    mFirst -= 1;
-    mLength += 1;
+    DetachPages(-1, index);
+    Prepend(*ElementAt(0));
+    value = value == ElementAt(1) ? ElementAt(0) : value;
     for (int j = 1; j < index; ++j) {
-        *ElementAt(j) = *ElementAt(j + 1);
+        value = MoveElement(j + 1, j, value);
     }
+    return value;
 }
 
 template <class T>
-void cow_List<T>::OpenGapFromBack(int index) {
-    cow_ListStage<T> stage(*this);
-    stage.PrepareTable(TableSizeFor(mFirst + mLength + 1));
-    stage.PreparePages(index, mLength, mLength);
-    stage.Build(mLength, *ElementAt(mLength - 1));
-    stage.Begin();
-    stage.Finish();
-    mLength += 1;
-    for (int j = mLength - 2; j > index; --j) {
-        *ElementAt(j) = *ElementAt(j - 1);
+const T* cow_List<T>::OpenGapFromBack(int index, const T* value) {
+    FitTable(mLength + 1);
+    DetachPages(index, mLength);
+    Append(*ElementAt(mLength - 1));
+    const int last = mLength - 1;
+    value = value == ElementAt(last - 1) ? ElementAt(last) : value;
+    for (int j = last - 1; j > index; --j) {
+        value = MoveElement(j - 1, j, value);
     }
+    return value;
 }
 
 template <class T>
@@ -87,53 +119,39 @@ cow_List<T>& cow_List<T>::InsertAt(int index, const T& value) {
         return Prepend(value);
     }
     CheckIndex(index);
-    // A value that is itself one of the elements that move is found again where it went.
-    if (index < mLength - index) {
-        const int own = IndexOf(value, 0, index);
-        OpenGapFromFront(index);
-        *ElementAt(index) = own < 0 ? value : *ElementAt(own);
-    } else {
-        const int own = IndexOf(value, index, mLength);
-        OpenGapFromBack(index);
-        *ElementAt(index) = own < 0 ? value : *ElementAt(own + 1);
-    }
+    const T* const own = std::addressof(value);
+    const bool frontIsShorter = index < mLength - index;
+    const T* const source =
+        frontIsShorter ? OpenGapFromFront(index, own) : OpenGapFromBack(index, own);
+    *ElementAt(index) = *source;
     return *this;
-}
-
-template <class T>
-void cow_List<T>::CloseGapFromFront(int index) {
-    DetachTableAndPages(0, index);
-    for (int j = index; j > 0; --j) {
-        *ElementAt(j) = *ElementAt(j - 1);
-    }
-    DestroyAt(0);
-    mFirst += 1;
-    mLength -= 1;
-    if (SlotOf(0) == 0) {
-        DropPage(PageOf(-1));
-    }
-}
-
-template <class T>
-void cow_List<T>::CloseGapFromBack(int index) {
-    DetachTableAndPages(index, mLength - 1);
-    for (int j = index; j < mLength - 1; ++j) {
-        *ElementAt(j) = *ElementAt(j + 1);
-    }
-    mLength -= 1;
-    DestroyAt(mLength);
-    if (SlotOf(mLength) == 0) {
-        DropPage(PageOf(mLength));
-    }
 }
 
 template <class T>
 cow_List<T>& cow_List<T>::RemoveAt(int index) {
     CheckIndex(index);
+    DetachTable();
     if (index < mLength - index) {
-        CloseGapFromFront(index);
+        DetachPages(0, index);
+        for (int j = index; j > 0; --j) {
+            *ElementAt(j) = *ElementAt(j - 1);
+        }
+        DestroyAt(0);
+        mFirst += 1;
+        mLength -= 1;
+        if (SlotOf(0) == 0) {
+            DropPage(PageOf(-1));
+        }
     } else {
-        CloseGapFromBack(index);
+        DetachPages(index, mLength - 1);
+        for (int j = index; j < mLength - 1; ++j) {
+            *ElementAt(j) = *ElementAt(j + 1);
+        }
+        mLength -= 1;
+        DestroyAt(mLength);
+        if (SlotOf(mLength) == 0) {
+            DropPage(PageOf(mLength));
+        }
     }
     return *this;
 }
@@ -145,25 +163,19 @@ T cow_List<T>::PopLast() {
     return last;
 }
 
-/** The source keeps its range while it is read, also when it is this list: the length changes last.
- */
 template <class T>
 cow_List<T>& cow_List<T>::AppendList(const cow_List& other) {
-    if (other.mLength == 0) {
-        return Resize(mLength);
-    }
-    cow_ListStage<T> stage(*this);
-    stage.PrepareTable(TableSizeFor(mFirst + mLength + other.mLength));
-    AddBack(stage, other.mLength, [&](int j) -> const T& { return other[j]; });
+    const int count = other.mLength;
+    Resize(mLength + count);
+    AddBack(count, [&](int j) -> const T& { return other[j]; });
     return *this;
 }
 
 template <class T>
 cow_List<T>& cow_List<T>::Extend(int newLength, const T& fill) {
     if (newLength > mLength) {
-        cow_ListStage<T> stage(*this);
-        stage.PrepareTable(TableSizeFor(mFirst + newLength));
-        AddBack(stage, newLength - mLength, [&](int) -> const T& { return fill; });
+        Resize(newLength);
+        AddBack(newLength - mLength, [&](int) -> const T& { return fill; });
     }
     return *this;
 }
@@ -176,26 +188,18 @@ cow_List<T>& cow_List<T>::Assign(const T* array, int count) {
         cow_List fresh;
         return *this = fresh.Assign(array, count);
     }
-    if (count == 0) {
-        return Clear();
-    }
-    cow_ListStage<T> stage(*this);
-    stage.PrepareTable(TableSizeFor(count));
-    AddBack(stage, count, [&](int j) -> const T& { return array[j]; });
+    Resize(count);
+    AddBack(count, [&](int j) -> const T& { return array[j]; });
     return *this;
 }
 
-/** The result's table has its size from the hint, which is enough for every length. */
+/** The result's table is never resized: the hint makes it large enough. */
 template <class T>
 cow_List<T> cow_List<T>::Slice(int lo, int hi) const {
-    const int end = std::min(std::max({hi, lo, 0}), mLength);
-    const int begin = std::min(std::max(lo, 0), end);
-    cow_List result(end - begin);
-    if (begin < end) {
-        cow_ListStage<T> stage(result);
-        result.AddBack(stage, end - begin,
-                       [&](int j) -> const T& { return *ElementAt(begin + j); });
-    }
+    const int begin = std::clamp(lo, 0, mLength);
+    const int count = std::clamp(hi, begin, mLength) - begin;
+    cow_List result(count);
+    result.AddBack(count, [&](int j) -> const T& { return *ElementAt(begin + j); });
     return result;
 }
 

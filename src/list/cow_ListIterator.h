@@ -3,40 +3,40 @@
 
 #include "list/cow_List.h"
 
-/** Walks a share of a list, so that the walk sees the list as it stood when the iterator was made,
-    whatever the list does meanwhile. The share keeps the elements alive until the iterator goes;
-    while it lasts, the list's next change copies the table. A walk costs no allocation and one
-    table lookup a page.
+/** Walks a share of a list: it shows the list as it was when the iterator was made, whatever
+    happens to the list meanwhile. The elements live at least until the iterator is destroyed; until
+    then the list's next change copies the table. A walk allocates nothing and looks into the table
+    once a page.
 
     Use: for (cow_ListIterator<T> it(list); it.More(); it.Next()) ... it.Current() ...
-    Threads: that of the list. Raises nothing. */
+    Threads: those of the list; making and destroying an iterator writes a count that it shares.
+    Raises: nothing. */
 template <class T>
 class cow_ListIterator {
 public:
-    /** Stands on the first element. */
+    /** Starts at the first element. */
     explicit cow_ListIterator(const cow_List<T>& list)
         : mList(list), mEnd(list.mFirst + list.mLength), mPageSize(list.PageSize()) {
         Start();
     }
 
-    /** Goes back to the first element; may be called at any time. */
+    /** Returns to the first element; may be called at any time. */
     cow_ListIterator& Start();
+    /** Requires More(). */
     cow_ListIterator& Next();
 
-    /** The end of the walk: mCursor doesn't tell it, for it stays set within the last page. */
     bool More() const { return mPosition < mEnd; }
-    /** Only while More(). The element may be one that other lists share. */
+    /** Requires More(). Other lists may share the element. */
     T& Current() { return mCursor[mSlot]; }
-    /** Logical index of the current element, in the numbering of the share. */
+    /** Logical index of the current element in the list as it was. */
     int Index() const { return mPosition - mList.mFirst; }
 
 private:
-    /** The elements of the current position's page, null from the end on. */
     T* PageElements() const;
 
     /** The iterator's own share; everything is read through it alone. */
     cow_List<T> mList;
-    /** Elements of the current page. */
+    /** Elements of the current page; null at the end of a list that fills its last page. */
     T* mCursor;
     /** Position behind the last element. */
     int mEnd;

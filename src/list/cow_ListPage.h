@@ -6,8 +6,8 @@
 #include <cstddef>
 
 /** One page of a cow_List: raw room for a fixed number of elements, and the number of page tables
-    that hold it. A page neither constructs nor destroys elements, since which of its slots are live
-    follows from the lists; whoever frees a page destroys its elements first. */
+    that hold it. A page neither constructs nor destroys elements: only the lists know which of its
+    slots are live, and they destroy those before they delete the page. */
 template <class T>
 class cow_ListPage {
 public:
@@ -23,7 +23,7 @@ public:
     static void* operator new(std::size_t size) { return mem_OperatorNewTinyThrow(size); }
     static void operator delete(void* block) noexcept { mem_Free(block); }
 
-    /** Number of page tables, not of lists: a table of several lists counts once. */
+    /** Number of page tables, not of lists: a table that several lists share counts once. */
     int mUse;
     /** The slots. */
     T* mElements;

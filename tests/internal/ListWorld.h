@@ -3,189 +3,287 @@
 
 #include <algorithm>
 #include <functional>
-#include <map>
-#include <memory>
+#include <optional>
 #include <set>
+#include <sstream>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "doubles/CountingAllocator.h"
 #include "list/cow_ListIterator.h"
 
 using Ints = std::vector<int>;
-constexpr int D = 10000;  // marks a destruction in the log
 
-inline void Require(bool right, const char* what) {
-    right ? void() : throw std::logic_error(what);
+/** Raises std::logic_error with all parts as its text, unless the condition holds. */
+template <class... Parts>
+void Require(bool holds, const Parts&... parts) {
+    if (!holds) {
+        std::ostringstream text;
+        (text << ... << parts);
+        throw std::logic_error(text.str());
+    }
 }
 
-/** An element whose copies can fail, which knows all live ones, and which logs what it does: its
-    value for a copy, the negative for an assignment, D plus the value for its destruction. */
+template <class... Parts>
+void RequireEqual(int expected, int found, const Parts&... parts) {
+    Require(expected == found, parts..., ": expected ", expected, ", found ", found);
+}
+
+/** An element whose copies and assignments can fail, which knows all live ones, and which logs what
+    happens to it: "copy 1..16, assign 2, destroy 16..1". */
 struct Tracked {
     Tracked(int from = 0) : value(from) {
         mem_Free(mem_Malloc(1));
-        Require(live.insert(this).second, "constructed over a live element");
+        Require(live.insert(this).second, "construction over a live element");
     }
-    Tracked(const Tracked& other) : Tracked(static_cast<int>(other)) { Log(value); }
+    Tracked(const Tracked& other) : Tracked(static_cast<int>(other)) { Log("copy "); }
     ~Tracked() {
         destroyedRaw = live.erase(this) == 0 || destroyedRaw;
-        Log(D + value);
+        Log("destroy ");
     }
     Tracked& operator=(const Tracked& other) {
         mem_Free(mem_Malloc(1));
-        Log(-(value = other));
+        Require(live.count(this) == 1, "assignment to a raw slot");
+        value = other;
+        Log("assign ");
         return *this;
     }
     operator int() const {
-        Require(live.count(this) == 1, "used a raw slot");
+        Require(live.count(this) == 1, "use of a raw slot");
         return value;
     }
-    /** Each run of neighbours is there as its two ends. */
-    static void Log(int entry) {
-        const bool goesOn = !log.empty() && std::abs(entry - log.back()) == 1;
-        log.resize(log.size() + (goesOn ? 0 : 2), entry);
-        log.back() = entry;
+
+    void Log(const char* word) const {
+        const bool goesOn =
+            !log.empty() && word == log.back().word && std::abs(value - log.back().last) == 1;
+        if (!goesOn) {
+            log.push_back({word, value, value});
+        }
+        log.back().last = value;
     }
+    static std::string TakeLog() {
+        std::string text;
+        for (const Run& run : std::exchange(log, {})) {
+            text += (text.empty() ? "" : ", ") + run.word + std::to_string(run.first);
+            text += run.first == run.last ? "" : ".." + std::to_string(run.last);
+        }
+        return text;
+    }
+
+    struct Run {
+        std::string word;
+        int first, last;
+    };
     int value;
     static inline std::set<const Tracked*> live;
     static inline bool destroyedRaw = false;
-    static inline Ints log;
+    static inline std::vector<Run> log;
 };
 
 using List = cow_List<Tracked>;
+using Walk = cow_ListIterator<Tracked>;
 
-/** Lists that share with one another, and a vector beside each. What happens to them is up to a
-    source of numbers, and what differs is raised as std::logic_error. The name opens the lists. */
+/** Reads and changes the representation. */
 struct cow_ListPeer {
-    explicit cow_ListPeer(std::function<unsigned()> source) : next(std::move(source)) {
+    /** Length, first position, table entries x page size. */
+    static std::string ShapeOf(const List& list) {
+        std::ostringstream text;
+        text << list.mLength << " from " << list.mFirst << ", " << list.mTableSize << " x "
+             << list.PageSize();
+        return text.str();
+    }
+    static void ShrinkPages(List& list, int by) { list.mPageShift -= by; }
+    /** Pages are present where elements are, and where the last one was removed, alone. */
+    static void CheckPages(const List& list) {
+        for (int k = 0; k < list.mTableSize; ++k) {
+            const int begin = k << list.mPageShift, end = begin + list.PageSize();
+            const bool used = begin < list.mFirst + list.mLength && list.mFirst < end;
+            RequireEqual(used, list.mTable[k] != nullptr, "page ", k, " is present");
+        }
+    }
+};
+
+/** Lists that share with one another, a vector beside each, and walks that last over many edits. A
+    source of numbers chooses the edits and, if some shall fail, the allocation or copy that does.
+    What differs from the vectors is raised as std::logic_error. */
+class ListWorld {
+public:
+    ListWorld(std::function<unsigned()> source, bool failing)
+        : mNext(std::move(source)), mFailing(failing) {
         List list(Below(4) == 0 ? 300 : 0);
-        list.mPageShift -= Below(4);  // small pages bring all edges near
-        pairs.assign(5, {list, {}});
+        cow_ListPeer::ShrinkPages(list, Below(4));  // small pages bring all edges near
+        mPairs.assign(5, {list, {}});               // the last one stays empty
     }
 
     void Run(int steps) {
-        for (; steps > 0; --steps) {
-            Step();
+        for (int step = 0; step < steps; ++step) {
+            try {
+                Step();
+                CheckLists();
+                CheckWalks();
+            } catch (const std::logic_error& found) {
+                Require(false, "step ", step, ", ", mEdit, ": ", found.what());
+            }
         }
-        pairs.clear();
-        const bool ended = TestAllocator::LiveBlocks() == 0 && Tracked::live.size() == 1;
-        Require(ended, "blocks or elements are left");  // but for the spare one
+        mPairs.clear();
+        std::fill(std::begin(mWalks), std::end(mWalks), std::nullopt);
+        RequireEqual(1, static_cast<int>(Tracked::live.size()), "elements left, and the spare one");
+        RequireEqual(0, static_cast<int>(TestAllocator::LiveBlocks()), "blocks left");
     }
 
-    /** Length, table size, page shift, first position. */
-    static Ints ShapeOf(const List& list) {
-        return {list.mLength, list.mTableSize, list.mPageShift, list.mFirst};
-    }
+    int Faults() const { return mFaults; }
 
-    /** Read by index and by iterator. */
-    static Ints ValuesOf(const List& list) {
+private:
+    struct Pair {
+        List list;
+        Ints model;
+    };
+    struct LastingWalk {
+        Walk iterator;
         Ints values;
-        for (cow_ListIterator<Tracked> it(list); it.More(); it.Next()) {
-            Require(it.Index() == static_cast<int>(values.size()), "iterator's index");
-            Require(&list[it.Index()] == &it.Current(), "iterator's place");
-            values.push_back(it.Current());
-        }
-        return values;
-    }
-
-    int Below(int n) { return static_cast<int>(next() % static_cast<unsigned>(n)); }
-
+        int at;
+    };
+    /** Takes the elements from begin up to end out of the model, and puts the values there. */
     struct Edit {
+        const char* name;
         std::function<void()> act;
-        int begin, end;  // what goes from the model
-        Ints values;     // what comes in its place
+        int begin, end;
+        Ints values;
         bool assigns = false;
     };
 
+    int Below(int n) { return static_cast<int>(mNext() % static_cast<unsigned>(n)); }
+
     void Step() {
-        const unsigned which = next() % 4, otherOne = next() % 5;  // the last one stays empty
-        grows = Below(16) == 0 ? Below(5) > 1 : grows;
-        List& list = pairs[which].first;
-        Ints& model = pairs[which].second;
-        const List &self = list, &from = pairs[otherOne].first;
-        const Ints other = pairs[otherOne].second;
-        const int length = list.Length(), count = from.Length(), last = length - !grows;
-        const int side = Below(4), own = Below(3 * length + 1);
-        const int at = last <= 0 || side == 1 ? 0 : side == 0 ? last : Below(last + 1);
+        const unsigned which = mNext() % 4;
+        Pair& target = mPairs[which];
+        const Pair& source = mPairs[mNext() % 5];
+        List& list = target.list;
+        const List &self = list, &from = source.list;
+        const Ints& other = source.model;
+        const int length = list.Length(), count = from.Length();
+        mGrows = Below(16) == 0 ? Below(5) > 1 : mGrows;
+
+        const int places = std::max(1, mGrows ? length + 1 : length), side = Below(4);
+        const int at = side == 0 ? 0 : side == 1 ? places - 1 : Below(places);
+        const int own = Below(3 * length + 1), more = Below(20);
+        const int size = std::max(0, length - 40 + Below(150));
         const int lo = Below(count + 6) - 3, begin = std::clamp(lo, 0, count);
         const int hi = Below(count + 10) - 3, end = std::clamp(hi, begin, count);
-        const int more = Below(20) - 3, size = std::max(0, length - 40 + Below(150));
-        spare = own < length ? model.begin()[own] : Below(1000);
-        const Tracked& value = own < length ? self[own] : spare;
-        const auto throughArray = [&, taken = 0]() mutable {
-            const std::unique_ptr<Tracked[]> array(from.ToArray(taken));
-            Require(array != nullptr, "no array");
-            list.Assign(array.get(), taken);
-        };
+        const Ints slice(other.begin() + begin, other.begin() + end);
+        mSpare = Tracked(Below(1000));
+        const Tracked& value = own < length ? self[own] : mSpare;
+        const Tracked& there = at < length ? self[at] : mSpare;
+        const Ints fill(static_cast<unsigned>(more), value);
+
         const Edit edits[] = {
-            {[&] { list.RemoveAt(at); }, at, at + 1, {}, at < length - 1},
-            {[&] { Require(list.PopLast() == model.back(), "last"); }, length - 1, length, {}},
-            {[&] { list[at].value = more; }, at, at + 1, {more}},
-            {[&] { list.InsertAt(at, value); }, at, at, {spare}, at < length},
-            {[&] { list.Extend(length + more, value); }, length, length,
-             Ints(static_cast<unsigned>(std::max(more, 0)), spare)},
-            {[&] { list.Resize(size); }, std::min(size, length), length, {}},
-            {[&] { list = from.Slice(lo, hi); }, 0, length,
-             Ints(other.begin() + begin, other.begin() + end)},
-            {throughArray, 0, length, other},
-            {[&] { list = from; }, 0, length, other},
-            {[&] { list.AppendList(from); }, length, length, other}};
-        // The first three need an element there; the last one must not double for ever.
+            // The first three need an element there.
+            {"RemoveAt", [&] { list.RemoveAt(at); }, at, at + 1, {}, at < length - 1},
+            {"write", [&] { list[at].value = more; }, at, at + 1, {more}},
+            {"Assign of an element", [&] { list.Assign(&there, 1); }, 0, length, {there}},
+            {"InsertAt", [&] { list.InsertAt(at, value); }, at, at, {value}, at < length},
+            {"Extend", [&] { list.Extend(length + more, value); }, length, length, fill},
+            {"Resize", [&] { list.Resize(size); }, std::min(size, length), length, {}},
+            {"Slice", [&] { list = from.Slice(lo, hi); }, 0, length, slice},
+            {"Assign of an array", [&] { AssignArrayOf(from, list); }, 0, length, other},
+            {"copy of a list", [&] { list = from; }, 0, length, other},
+            // The last one must not double for ever.
+            {"AppendList", [&] { list.AppendList(from); }, length, length, other}};
         const int least = at < length ? 0 : 3, most = length + count < 150 ? 10 : 9;
-        const int any = least + Below(most - least);
-        Do(edits[Below(4) == 0 ? any : grows || length == 0 ? 3 : 0], list, model);
+        const int any = least + Below(most - least), usual = mGrows || length == 0 ? 3 : 0;
+        const Edit& edit = edits[Below(4) == 0 ? any : usual];
+        mEdit = edit.name + (" at " + std::to_string(at)) + " in list " + std::to_string(which);
+        Do(edit, target.model);
+        if (TestAllocator::Fired() && edit.assigns) {
+            TakeOver(list, target.model);
+        }
     }
 
-    /** Or else fails at one of the edit's allocations and element copies, which leaves all as it
-        was. Where elements are assigned, it leaves a sound list, which may hold one of them twice. */
-    void Do(const Edit& edit, List& list, Ints& model) {
-        const auto before = Check();
-        TestAllocator::FailAt(Below(1 + Below(40)));  // the earlier the likelier; 0 is none
+    static void AssignArrayOf(const List& from, List& list) {
+        int length = -1;
+        const std::unique_ptr<Tracked[]> array(from.ToArray(length));
+        RequireEqual(from.Length(), length, "length of the array");
+        list.Assign(array.get(), length);
+    }
+
+    /** An edit that fails leaves all as it was. Where it assigns, an element may be there twice. */
+    void Do(const Edit& edit, Ints& model) {
+        TestAllocator::FailAt(mFailing ? Below(1 + Below(40)) : 0);  // often early; 0 is none
         try {
             edit.act();
         } catch (const std::bad_alloc&) {
-            faults += 1;
+            mFaults += 1;
         }
         TestAllocator::Disarm();
-        const bool done = !TestAllocator::Fired();
-        if (done) {
+        if (!TestAllocator::Fired()) {
             model.erase(model.begin() + edit.begin, model.begin() + edit.end);
             model.insert(model.begin() + edit.begin, edit.values.begin(), edit.values.end());
-        } else if (edit.assigns) {
-            const auto length = std::exchange(model, ValuesOf(list)).size();
-            Require(model.size() - length < 2, "length after a failed edit");
         }
-        Require(Check() == before || done || edit.assigns, "changed by a failed edit");
     }
 
-    /** Holds values, pages and use counts. Gives what a failed edit leaves as it is, by its place:
-        the shape of each list, and the use counts. */
-    std::map<const int*, Ints> Check() const {
-        std::map<const int*, Ints> state;
-        std::map<const int*, int> holders;
-        for (const auto& [list, model] : pairs) {
-            Require(ValuesOf(list) == model && !Tracked::destroyedRaw, "elements");
-            state[&list.mLength] = ShapeOf(list);
-            const bool isNew = ++holders[list.mTableUse] == 1;
-            for (int k = 0; isNew && k < list.mTableSize; ++k) {
-                const int begin = k << list.mPageShift, end = begin + list.PageSize();
-                const bool needed = begin < list.mFirst + list.mLength && list.mFirst < end;
-                Require(needed == (list.mTable[k] != nullptr), "pages");
-                needed ? ++holders[&list.mTable[k]->mUse] : 0;
+    /** After an assignment that failed half-way. */
+    static void TakeOver(const List& list, Ints& model) {
+        const Ints before = std::exchange(model, {});
+        for (Walk it(list); it.More(); it.Next()) {
+            const auto same = std::count(before.begin(), before.end(), it.Current());
+            Require(same > 0, "a value that was not there: ", it.Current());
+            model.push_back(it.Current());
+        }
+        Require(model.size() - before.size() < 2, "length ", model.size(), " after ",
+                before.size());
+    }
+
+    void CheckLists() const {
+        Require(!Tracked::destroyedRaw, "a raw slot was destroyed");
+        for (const auto& [list, model] : mPairs) {
+            const int length = static_cast<int>(model.size());
+            RequireEqual(length, list.Length(), "length of a list");
+            Walk walk(list);
+            for (int i = 0; i < length; ++i, walk.Next()) {
+                RequireEqual(model[static_cast<unsigned>(i)], list[i], "element ", i);
+                CheckWalk(walk, model, i);
+            }
+            CheckWalk(walk, model, length);
+            if (!mFailing) {
+                cow_ListPeer::CheckPages(list);  // a failed edit may leave empty ones
             }
         }
-        for (const auto& [use, count] : holders) {
-            Require(*use == count, "use count");
-            state[use] = {count};
-        }
-        return state;
     }
 
-    std::function<unsigned()> next;
-    Tracked spare;
-    std::vector<std::pair<List, Ints>> pairs;
-    bool grows = true;
-    int faults = 0;
+    static void CheckWalk(Walk& walk, const Ints& values, int at) {
+        const bool more = at < static_cast<int>(values.size());
+        RequireEqual(more, walk.More(), "More() of a walk at ", at);
+        if (more) {
+            RequireEqual(at, walk.Index(), "Index() of a walk");
+            RequireEqual(values[static_cast<unsigned>(at)], walk.Current(), "a walk at ", at);
+        }
+    }
+
+    /** Each lasting walk makes one step after an edit; after its end another begins. */
+    void CheckWalks() {
+        for (std::optional<LastingWalk>& walk : mWalks) {
+            if (!walk) {
+                const Pair& pair = mPairs[mNext() % 4];
+                walk = LastingWalk{Walk(pair.list), pair.model, 0};
+            }
+            CheckWalk(walk->iterator, walk->values, walk->at);
+            if (walk->iterator.More()) {
+                walk->iterator.Next();
+                walk->at += 1;
+            } else {
+                walk.reset();
+            }
+        }
+    }
+
+    std::function<unsigned()> mNext;
+    bool mFailing, mGrows = true;
+    int mFaults = 0;
+    std::string mEdit;
+    Tracked mSpare;
+    std::vector<Pair> mPairs;
+    std::optional<LastingWalk> mWalks[3];
 };
 
 #endif
