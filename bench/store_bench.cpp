@@ -1,4 +1,4 @@
-// What the ways of moving bytes cost, on the public interface and real files. Each figure stands
+// What the ways of moving bytes cost, on the public interface and real files. Each figure is
 // beside one of the bare system calls or of another way, so that ratios can be read off one run.
 
 #include <OxbowPoolManager/OxbowPoolManager.h>

@@ -1,7 +1,7 @@
-# find_package(OxbowPoolManager [COMPONENTS static|shared]) gives the target
-# OxbowPoolManager::OxbowPoolManager. Without a component the kind of library is told by
+# find_package(OxbowPoolManager [COMPONENTS static|shared]) makes the target
+# OxbowPoolManager::OxbowPoolManager. Without a component the kind of library is chosen by
 # OxbowPoolManager_SHARED_LIBS, else by BUILD_SHARED_LIBS; else the shared one is taken if it is installed.
-# One name can't stand for both kinds in a build: who names no component takes the one in use, if any.
+# One name can't mean both kinds in a build: a build that names no component takes the one in use, if any.
 
 set(_oxbow_present "")
 if(TARGET OxbowPoolManager::OxbowPoolManager)

@@ -1,4 +1,4 @@
-// Two files that nobody vouches for: opened and read, and with OXBOW_FUZZ_MODIFY also changed.
+// Two files that may hold anything: opened and read, and with OXBOW_FUZZ_MODIFY also changed.
 // Input: a byte of choices; then "a", beside which "b" is the sample's; or two bytes for the length
 // of "a", then both.
 

@@ -1,4 +1,4 @@
-# Files that nobody vouches for, in memory; the fuzzers read theirs with the same code.
+# Files that may hold anything, in memory; the fuzzers read theirs with the same code.
 add_executable(hostile_tests hostile/hostile_test.cpp ${oxbow_doubles} doubles/MemoryFiles.cpp)
 oxbow_target_flags(hostile_tests)
 target_compile_definitions(hostile_tests PRIVATE

@@ -74,11 +74,11 @@ TEST_F(Snapshots, SecondTakeStoresOnlyWhatChangedAndVerifyNamesEachDifference) {
                              "new is not in the snapshot", "sub/file1 has another mode"}) {
         Expect("snapshots verify d/store 1 d", 1, line);
     }
-    // A new mode is a change as well, as far as the file's stamps tell.
+    // A new mode is a change as well, as far as the file's stamps show.
     Expect("snapshots take d/store d", 0, "stored " + std::to_string(added) + " bytes in 3 files");
     EXPECT_LT(Bytes("d/store/contents").size(), before + added + 300);
     Expect("snapshots restore d/store 1 first && cmp old first/file0");
-    // Files made at one moment that change places with their folders are told apart.
+    // Files made at one moment that change places with their folders are distinguished.
     Expect("cd d && mkdir 1 2 && echo 1 >1/f && echo 2 >2/f && snapshots take store .");
     Expect("cd d && mv 1 t && mv 2 1 && mv t 2 && snapshots take store .");
     Expect("snapshots verify d/store 4 d");

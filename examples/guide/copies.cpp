@@ -2,7 +2,7 @@
 
 #include "Guide.h"
 
-/** A file of two pools; what the second refers to stands in the first. */
+/** A file of two pools; what the second refers to is in the first. */
 static void MakeTwoPools() {
     OxbowRpm_Document document("demo");
     OxbowRpm_File file = document.AddFile("source.oxb", OxbowRpm_Document::AccessCreate);

@@ -31,7 +31,7 @@ static void FillTwoFiles() {
     }
 }
 
-/** A reader knows the pools of its own opening; of their bytes it reads what stands there. */
+/** A reader knows the pools of its own opening; of their bytes it reads what is there. */
 static void ReadBesideAWriter() {
     OxbowRpm_Document writer("demo");
     OxbowRpm_File written = writer.AddFile("one.oxb", OxbowRpm_Document::AccessUpdate);
@@ -49,7 +49,7 @@ static void ReadBesideAWriter() {
     Expect(std::strcmp(bytes, "new!") == 0, "a reader reads what was written since");
 }
 
-/** Two documents of one program stand in each other's way as two programs do. */
+/** Two documents of one program exclude each other as two programs do. */
 static void OpenTwiceForWriting() {
     OxbowRpm_Document one("demo");
     OxbowRpm_Document other("demo");

@@ -10,7 +10,7 @@
 
 namespace {
 
-/** The user signature of the program that made the file stands at position 16 of its first header.
+/** The user signature of the program that made the file is at position 16 of its first header.
     A file too short for one holds no pool, and any signature does. */
 std::string SignatureOf(const char* path) {
     char start[20] = {};

@@ -9,7 +9,7 @@
 
 /** \file
     The commands, and what they share on the user's side; nothing here knows the library. A command
-    gives the program's exit code. What ends it early is raised: Failure, std::system_error for the
+    returns the program's exit code. What ends it early is raised: Failure, std::system_error for the
     user's own files, and the library's exceptions. */
 
 int Take(const std::string& store, const std::string& directory);

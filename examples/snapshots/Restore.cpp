@@ -56,7 +56,7 @@ void RestoreFile(const Record& record, const std::string& path) {
 }
 
 // A folder's mode and time come later, when nothing more is written into it. A file whose bytes
-// don't hold is told of and left out.
+// don't hold is reported and left out.
 bool RestoreEntry(const Record& record, const std::string& path) try {
     if (S_ISDIR(record.mode)) {
         return fs::create_directory(path);
@@ -82,7 +82,7 @@ bool HasContents(const Record& record, const std::string& path) {
     return same && std::fgetc(file.get()) == EOF;
 }
 
-// What differs between a record and what stands at the path; empty if nothing does.
+// What differs between a record and what is at the path; empty if nothing does.
 std::string Difference(const Record& record, const std::string& path) try {
     struct stat info = {};
     Require(lstat(path.c_str(), &info) == 0, path);
@@ -113,7 +113,7 @@ int Restore(const std::string& storeFolder, std::uint32_t snapshot, const std::s
         throw Failure(directory + " is not empty, or lies in the store");
     }
     fs::create_directories(directory);
-    umask(077);  // Nobody else looks into a file before it has its own mode.
+    umask(077);  // No other user looks into a file before it has its own mode.
     StartProgress("restoring", store.Heads()[snapshot - 1].bytes);
     std::size_t restored = 0;
     for (const auto& [path, record] : records) {

@@ -116,7 +116,7 @@ Store::Store(const std::string& folder, Access access) : mFolder(folder), mDocum
             throw Failure(folder + " is not a snapshot store: it holds " + entry.path().string());
         }
     }
-    // Creating empties a file, so nobody may have filled it between the look at it and that: the
+    // Creating empties a file, so nothing may have filled it between the look at it and that: the
     // folder stays locked until both are open. From there on the library keeps other writers away.
     const OpenedFile lock = OpenToRead(folder + "/.");
     Require(lock && flock(fileno(lock.get()), LOCK_EX) == 0, folder);
@@ -205,7 +205,7 @@ void Store::FinishSnapshot(const OxbowRpm_Locator& place, const Records& records
             Write(stream, path, record);
         }
     }
-    mDocument.Flush();  // The head must not be there before what it stands for.
+    mDocument.Flush();  // The head must not be there before what it refers to.
     char bytes[kHeadSize];
     OxbowRpm_BStreamWriteBuffer stream(bytes, kHeadSize);
     Put(stream, head.records, head.recordBytes, head.takenAt, head.bytes);

@@ -12,9 +12,9 @@
 
 /** What a tree pool holds of a file, folder or link. */
 struct Record {
-    std::uint32_t mode = 0; /**< With the kind, as stat gives it. */
+    std::uint32_t mode = 0; /**< With the kind, as stat returns it. */
     timespec modified = {};
-    timespec changed = {};   /**< No program can set it: it tells that a file is as it was. */
+    timespec changed = {};   /**< No program can set it: it shows that a file is as it was. */
     std::uint64_t inode = 0; /**< Tells files apart that were changed at one moment. */
     std::uint64_t size = 0;  /**< Of a file. */
     std::uint64_t checksum = 0;
@@ -55,7 +55,7 @@ public:
     /** Raises Failure if the snapshot is missing, unfinished, or damaged. */
     Records ReadRecords(std::uint32_t snapshot) const;
 
-    /** Starts pools for a snapshot's contents and records; gives the place of the head. */
+    /** Starts pools for a snapshot's contents and records; returns the place of the head. */
     OxbowRpm_Locator BeginSnapshot();
     void FinishSnapshot(const OxbowRpm_Locator& head, const Records& records);
 

@@ -27,7 +27,7 @@ std::uint64_t BytesBelow(const std::string& root) {
     return total;
 }
 
-// What tells that a file is as it was.
+// What shows that a file is as it was.
 auto StampOf(const Record& r) {
     return std::make_tuple(r.mode, r.inode, r.size, r.modified.tv_sec, r.modified.tv_nsec,
                            r.changed.tv_sec, r.changed.tv_nsec);
@@ -79,7 +79,7 @@ Taker::Taker(const std::string& storeFolder, const std::string& root)
       mStoreFolder(storeFolder),
       mRoot(root),
       mPools(PoolsOf(mStore.Contents())) {
-    // The kernel stamps changes with a clock that stands still for some milliseconds. The wait
+    // The kernel stamps changes with a clock that moves every few milliseconds. The wait
     // takes it past mStart: a file stamped no later bears another stamp after any later change.
     clock_gettime(CLOCK_REALTIME_COARSE, &mStart);
     usleep(20000);
@@ -138,7 +138,7 @@ bool Taker::FindUnchanged(const std::string& path, Record& record) const {
     return true;
 }
 
-// The record gets size and checksum of the bytes that were there to read. Nobody else books ranges
+// The record gets size and checksum of the bytes that were there to read. Nothing else books ranges
 // in this pool, so the pieces lie end to end, and the first one's place is the file's.
 void Taker::StoreContents(const std::string& path, Record& record) {
     const OpenedFile file = OpenToRead(path);
@@ -184,7 +184,7 @@ int Take(const std::string& storeFolder, const std::string& directory) {
     return taker.Finish();
 }
 
-// Copies pools as they stand: records find their contents by UUID, wherever these lie in the other
+// Copies pools as they are: records find their contents by UUID, wherever these lie in the other
 // file. Contents reach the device before the first tree is begun, so a tree that is there can be
 // relied on, and a push that was stopped goes on with the first pool that isn't.
 int Push(const std::string& store, const std::string& otherStore) {

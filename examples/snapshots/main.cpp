@@ -1,5 +1,5 @@
 // A versioned store of a directory tree: an example of a program that keeps its data with the
-// library. Read Store.h first, what the store is; then Store.cpp, how it stands in two files of
+// library. Read Store.h first, what the store is; then Store.cpp, how it lies in two files of
 // pools; then Take.cpp and Restore.cpp, the commands. Here are the command line and the messages.
 
 #include <OxbowPoolManager/OxbowPoolManager.h>
@@ -119,7 +119,7 @@ int main(int argc, char** argv) try {
     return CannotWrite(e.SystemError().Code());
 } catch (const OxbowExcShortWrite&) {
     return CannotWrite(ENOSPC);
-} catch (const OxbowExcSystemError& e) {  // Some file systems tell of a full disk at a flush.
+} catch (const OxbowExcSystemError& e) {  // Some file systems report a full disk at a flush.
     return CannotWrite(e.SystemError().Code());
 } catch (const FennelException& e) {
     Note("the store can't be used: " + std::string(e.UserReport().View()));

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-/** The lasting name of a pool: 32 bytes without a terminator, compared as they stand. One made here
+/** The lasting name of a pool: 32 bytes without a terminator, compared as they are. One made here
     is 32 lowercase hexadecimal characters; one read from a file may hold anything. */
 struct PoolUUID {
     static constexpr int kSize = 32;

@@ -14,7 +14,7 @@ class cow_ListIterator;
     Elements live in pages of 1 << mPageShift slots, which are reached through a page table. Table
     and pages carry use counts. An edit first makes the table private, then the pages that it
     writes, then builds the elements, and changes the length last. While a table's count is above 1
-    nobody writes to the table; a page is written in place only while its own count and that of its
+    no edit writes to the table; a page is written in place only while its own count and that of its
     table are 1.
 
     Logical index: 0 up to Length(), what callers use. Position: mFirst + index, the place in the

@@ -4,13 +4,13 @@
 #include <climits>
 
 /** Takes the place of the library's allocator. It counts, fails on order, and hands out blocks full
-    of garbage, so that a byte which nobody set shows. One thread at a time. */
+    of garbage, so that a byte which was never set shows. One thread at a time. */
 struct TestAllocator {
     /** Blocks that were handed out and not given back. */
     static long LiveBlocks() { return sLiveBlocks; }
     /** The most bytes that blocks held together since ResetPeak. */
     static long PeakBytes() { return sPeak; }
-    /** Gives the bytes that blocks hold now. */
+    /** Returns the bytes that blocks hold now. */
     static long ResetPeak() { return sPeak = sBytes; }
     /** The n-th call from now that asks for memory raises std::bad_alloc, for ever also all after
         it; 1 is the next. */

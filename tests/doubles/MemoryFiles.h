@@ -10,7 +10,7 @@
 /** A file in memory. It is sparse: bytes that were never written take no room. */
 struct MemoryFile {
     void Write(std::uint64_t position, const char* data, std::uint64_t count);
-    /** Gives how many bytes of those there were. */
+    /** Returns how many bytes of those there were. */
     std::uint64_t Read(std::uint64_t position, char* buffer, std::uint64_t count) const;
     std::string Bytes() const {
         std::string bytes(length, '\0');

@@ -9,7 +9,7 @@
 
 #include "platform/platform_FileCalls.h"
 
-/** Takes the place of the platform's file calls: does what platform_FileCalls.h tells on files in
+/** Takes the place of the platform's file calls: does what platform_FileCalls.h says on files in
     memory, but for share modes, writes each call down, and fails or shortens it on order. One
     thread at a time. */
 namespace TestPlatform {

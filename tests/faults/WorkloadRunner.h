@@ -18,14 +18,14 @@
 #include "doubles/RecordingPlatform.h"
 #include "processes/Setting.h"
 
-/** Workloads, and what their files must give back after a failure. */
+/** Workloads, and what their files must hold after a failure. */
 namespace Faults {
 
 using Document = OxbowRpm_Document;
 constexpr auto kRead = Document::AccessReadOnly;
 using std::size_t, std::string;
 
-/** What a file gives back: by the UUIDs of its pools their bytes, and in the place of a stored
+/** What a file holds: by the UUIDs of its pools their bytes, and in the place of a stored
     reference what it leads to. */
 using Pools = std::map<string, string>;
 
@@ -58,7 +58,7 @@ inline Pools ReadAll(const OxbowRpm_File& file) {
             place.InternalizeImpl(stream);
             bytes.replace(0, kReferenceSize, place.GetGUID().View(), 0, kReferenceSize);
         }
-        bytes.resize(bytes.find_last_not_of('\0') + 1);  // what was booked need not come back
+        bytes.resize(bytes.find_last_not_of('\0') + 1);  // what was booked may be missing
         pools[string(start.GetGUID().View())] = bytes;
     }
     return pools;
@@ -74,7 +74,7 @@ public:
         FennelUtilsInitRand(static_cast<std::int64_t>(mRandom()));
     }
 
-    /** Gives the code of what the step raises. */
+    /** Returns the code of what the step raises. */
     int Do(const string& step) {
         std::istringstream words(step);
         string word, name, other;
@@ -104,7 +104,7 @@ public:
         return code;
     }
     /** As a host does after a failure that it doesn't take for one of the whole document: it writes
-        more, and leaves, or closes, or starts pools before. Gives the code of what closing raises. */
+        more, and leaves, or closes, or starts pools before. Returns the code of what closing raises. */
     int GoOn(Ending ending) {
         int closed = 0;
         for (Side& side : mSides) {
@@ -145,7 +145,7 @@ private:
             side.document->AddFile((MemoryFiles::kFolder + ("/" + name)).c_str(), mode);
         return side.files.insert_or_assign(name, file).first->second;
     }
-    /** The pool is new: references stand first. */
+    /** The pool is new, so that references come first. */
     void Stream(OxbowRpm_File& file, const OxbowRpm_File& target) {
         OxbowRpm_BStreamWriteLocator stream(file.Allocate(kReferenceSize + 44), 0, 40);
         (target.Start() + kReference).ExternalizeImpl(stream);
@@ -225,8 +225,8 @@ struct Workload {
         const auto found = mSteps[step].before.find(path);
         return found == mSteps[step].before.end() ? Pools() : found->second;
     }
-    /** What the file must give back with the steps up to `sure` done, and those up to `now` begun:
-        '?' stands for bytes that these change, and pools that they drop are left out. */
+    /** What the file must hold with the steps up to `sure` done, and those up to `now` begun:
+        '?' means bytes that these change, and pools that they drop are left out. */
     Pools Expect(const string& path, size_t sure, size_t now) const {
         Pools expected = Before(path, sure);
         for (size_t i = sure + 1; i <= std::min(now, mSteps.size() - 1); ++i) {
@@ -262,7 +262,7 @@ inline void DropEmpty(Pools& pools) {
     }
 }
 
-/** Opens the file read-only and for update. Gives the code of the header check that refuses it,
+/** Opens the file read-only and for update. Returns the code of the header check that refuses it,
     with every byte of its pools in place but for references, or 0 if it is sound. Anything else
     fails the test. */
 inline int Check(const Pools& expected, const string& path, bool mayRefuse) {

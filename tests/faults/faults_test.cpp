@@ -274,7 +274,7 @@ protected:
         for (const size_t length : lengths) {
             for (size_t i = 0; i < (all ? count : kSamples); i += Stride()) {
                 string state;
-                size_t digits = i;  // tell which versions came
+                size_t digits = i;  // choose the versions
                 for (const auto& [at, versions] : pieces) {
                     state += versions[(all ? digits : mRandom()) % versions.size()];
                     digits /= versions.size();

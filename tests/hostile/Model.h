@@ -18,7 +18,7 @@ namespace Hostile {
 
 constexpr auto kRead = OxbowRpm_Document::AccessReadOnly, kUpdate = OxbowRpm_Document::AccessUpdate;
 
-/** What is under way, such as "step 7, append, /memory/a"; it stands in front of every failure. */
+/** What is under way, such as "step 7, append, /memory/a"; every failure begins with it. */
 inline string gUnderWay;
 
 inline void Require(bool right, const string& what) {
@@ -34,7 +34,7 @@ void RequireEqual(const string& what, const Found& found, const Expected& expect
                                testing::PrintToString(found));
     }
 }
-/** Where two runs of bytes differ first, with what stands there. */
+/** Where two runs of bytes differ first, with the bytes there. */
 inline void RequireSameBytes(const string& what, const string& found, const string& expected) {
     const auto at = static_cast<std::size_t>(
         std::mismatch(
@@ -62,14 +62,14 @@ int Expect(const string& what, const vector<int>& codes, Action action) {
     return got;
 }
 
-/** A document over files that nobody vouches for, beside the bytes that they must have: every
+/** A document over files that may hold anything, beside the bytes that they must have: every
     answer, every refusal and every byte written is held against the format's page. What differs is
     raised as std::logic_error. */
 class Model {
 public:
     explicit Model(OxbowRpm_Document::AccessMode mode) : mMode(mode) {}
 
-    /** Gives the code that the file is refused with. */
+    /** Returns the code that the file is refused with. */
     int Add(const string& name) {
         MemoryFile& bytes = mBytes.try_emplace(name, MemoryFiles::At(name)).first->second;
         CheckBytes(name);
@@ -240,7 +240,7 @@ private:
     void NewPool(Held& held) {
         const bool fits = held.chain.empty() || held.chain.back()->length <= kLongest;
         if (Expect("new pool", {fits ? Sound : Bounds}, [&] { held.file.NewPool(); }) != Sound) {
-            return Reopen(false);  // the document has learned a UUID that nobody can tell
+            return Reopen(false);  // the document has learned a UUID that can't be asked for
         }
         Pool pool{{string(held.file.Pool().GetGUID().View())}};
         pool.uuids.insert(pool.uuids.end(), mKnown.begin(), mKnown.end());
@@ -326,7 +326,7 @@ inline void Begin(const string& a, const string& b) {
     RequireEqual("blocks that the case before has left", TestAllocator::LiveBlocks(), 0);
     SetFiles(a, b);
 }
-/** Reads both files, for update with a new pool in one. Gives the code of the first refusal. */
+/** Reads both files, for update with a new pool in one. Returns the code of the first refusal. */
 inline int Visit(OxbowRpm_Document::AccessMode mode, const string& a, const string& b) {
     Begin(a, b);
     Model model(mode);
@@ -341,7 +341,7 @@ inline int Visit(OxbowRpm_Document::AccessMode mode, const string& a, const stri
     }
     return first == Sound ? second : first;
 }
-/** Two documents of a file each, which copy each other's pools; three bytes tell an operation. */
+/** Two documents of a file each, which copy each other's pools; three bytes make an operation. */
 inline void Operate(const string& a, const string& b, const vector<unsigned char>& steps) {
     Begin(a, b);
     Model models[] = {Model(kUpdate), Model(kUpdate)};

@@ -11,12 +11,12 @@
 
 #include "doubles/MemoryFiles.h"
 
-/** Files in memory as the format's page tells them, without the library. */
+/** Files in memory as the format's page describes them, without the library. */
 namespace Hostile {
 
 using std::string, std::uint64_t, std::vector;
 
-/** What GetCode() gives for the classes that may come. */
+/** What GetCode() returns for the classes that may come. */
 constexpr int Sound = 0, Invalid = 1, Unbound = 2, Header = 5, Foreign = 6, Version = 7, Owner = 8,
               Directory = 9, Bounds = 10, ShortPool = 13, Here = 16, System = 17, Short = 24,
               TooBig = 25;
@@ -80,7 +80,7 @@ struct Pool {
 using PoolRef = std::shared_ptr<Pool>;
 
 /** Adds the pools of the chain, up to the one that is refused, and the UUIDs that their directories
-    name; gives the code of the refusal. */
+    name; returns the code of the refusal. */
 inline int Parse(MemoryFile& file, vector<PoolRef>& chain, vector<string>& known) {
     for (uint64_t at = 0; at < file.length; at += chain.back()->length) {
         const string head = Bytes(file, at, 48);

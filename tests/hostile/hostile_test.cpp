@@ -1,4 +1,4 @@
-// Files that nobody vouches for: each gives right data or a typed exception, soon and in little
+// Files that may hold anything: each yields right data or a typed exception, soon and in little
 // memory.
 
 #include <gtest/gtest.h>
@@ -126,7 +126,7 @@ protected:
         }
     }
 
-    /** Visits the files; gives the code of the refusal, 0 for none. */
+    /** Visits the files; returns the code of the refusal, 0 for none. */
     int Try(const string& told, const string& a, const string& b) {
         gCase = told;
         int code = 0;

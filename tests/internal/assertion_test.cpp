@@ -1,4 +1,4 @@
-// Contracts whose breach ends the process: what stands on stderr then, and that nothing else runs.
+// Contracts whose breach ends the process: what is on stderr then, and that nothing else runs.
 #include <OxbowPoolManager/OxbowPoolManager.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -18,7 +18,7 @@ static void BufferReports() {
     std::setvbuf(stderr, buffer, _IOFBF, sizeof buffer);
 }
 
-/** A map of one slot, the directory that stands in it, and one that is not filled yet. */
+/** A map of one slot, the directory of that slot, and one that is not filled yet. */
 struct Scene {
     Scene() {
         std::signal(SIGILL, SIG_DFL);  // a sanitizer would print its own report

@@ -1,4 +1,4 @@
-// Exceptions that tell values, raised where the library raises them: text, code and place.
+// Exceptions that carry values, raised where the library raises them: text, code and place.
 #include <regex>
 
 #include "OxbowRpm/impl/OxbowRpm_FileImpl.h"

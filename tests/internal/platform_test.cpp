@@ -190,7 +190,7 @@ TEST_F(FileCalls, AFailedWriteLeavesLengthBytesAndPosition) {
             const HANDLE file = Open("plain", kReadWrite, OPEN_EXISTING, share);
             signal(SIGXFSZ, SIG_DFL);
             Limit(RLIMIT_FSIZE, 200);
-            for (const uint64_t position : {200, 250, 40, 3, 7}) {
+            for (const uint64_t position : {200u, 250u, 40u, 3u, 7u}) {
                 EXPECT_EQ(Write(file, string(300, 'x'), position), EFBIG) << position;
                 EXPECT_EQ(Bytes("plain"), "content") << position;
             }
@@ -234,7 +234,8 @@ TEST_F(FileCalls, DescriptorsArePrivateAndAboveTheStandardStreams) {
             EXPECT_EQ(fcntl(DescriptorOn("."), F_GETFD), FD_CLOEXEC);
         });
     }
-    for (const DWORD code : {EINVAL, EMFILE}) {  // no number above 2 is allowed, or none is free
+    for (const DWORD code :
+         {DWORD{EINVAL}, DWORD{EMFILE}}) {  // no number above 2 is allowed, or none is free
         InChild("moving up fails with code " + to_string(code), [&] {
             const int last = dup(STDERR_FILENO);
             close(STDIN_FILENO);

@@ -28,12 +28,12 @@ protected:
         mInMemory ? stream.reset(new OverMemory(mMemory.data(), mMemory.size(), mPool))
                   : stream.reset(new OverPool(mPlace, limit, buffer));
     }
-    /** Ends the stream and gives what stands there. */
+    /** Ends the stream and returns what is there. */
     string End() {
         mOut.reset();
         return mInMemory ? mMemory : Get(mPlace, mMemory.size());
     }
-    /** Prepares or moves a block, the next of mData; gives the code of what is raised. */
+    /** Prepares or moves a block, the next of mData; returns the code of what is raised. */
     int Call(bool prepares, uint64_t n) {
         return CodeOf([&] {
             string part = mData.substr(mDone, n), got(prepares ? 0 : n, '?');

@@ -6,7 +6,7 @@
 #include <random>
 #include <string>
 
-/** The number that the environment gives under this name, or else this one. */
+/** The number that the environment has under this name, or else this one. */
 inline unsigned Setting(const char* name, unsigned otherwise) {
     const char* const set = std::getenv(name);
     return set == nullptr ? otherwise : static_cast<unsigned>(std::stoul(set));

@@ -108,7 +108,7 @@ TEST_F(Processes, FilesAtTheirSizeLimitLoseNothingAndGoOn) {
     });
 }
 
-/** One that is mounted at no path: it can't come in anybody's way, or stay behind. */
+/** One that is mounted at no path: it can't be in the way, or stay behind. */
 int NewFileSystem() {
     const uid_t user = geteuid();
     const gid_t group = getegid();
@@ -163,7 +163,7 @@ TEST_F(Processes, OfTwoThatRaceForAFileAtMostOneWritesAndReadersGetIn) {
         _exit(0);
     }
     EXPECT_GT(wait(nullptr), 0);
-    EXPECT_GT(rounds[1], 0u) << "nobody ever gets in";
+    EXPECT_GT(rounds[1], 0u) << "no round has a grant";
     EXPECT_EQ(mBoard.readers, 2000u);
     EXPECT_EQ(rounds[1] + mBoard.refused, 2000u) << rounds[2] << " double grants";
     std::printf("lock races: 1000 rounds, %u with one grant, %u with none, %u readers let in\n",

@@ -108,7 +108,7 @@ def main(source, scratch, list_pools, first_program, snapshots):
     sound = []
     pairs = list(zip(verdicts(reader_says(module, paths)), verdicts(library), strict=True))
     for (name, mine, words), (listed, its, its_words) in pairs:
-        # The library takes a length field as it stands, digits or not; the page says so.
+        # The library takes a length field as it is, digits or not; the page says so.
         if name != listed or mine != its and "is no number" not in words:
             sys.exit(f"{name}\nreader:\n{words}library:\n{its_words}")
         sound += [name] if mine is not None else []

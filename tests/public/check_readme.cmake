@@ -1,4 +1,4 @@
-# Holds the README's first block of a language against what it stands for. With SOURCE: the block `cpp` is
+# Holds the README's first block of a language against what it shows. With SOURCE: the block `cpp` is
 # that file, byte for byte. With PROGRAM: the block `text` is what the program prints, run twice in SCRATCH.
 cmake_minimum_required(VERSION 3.25)
 

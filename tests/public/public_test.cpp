@@ -50,7 +50,7 @@ TEST_F(PublicInterface, WritesTheFormatPagesExample) {
 }
 
 /** Each is raised through the root and caught by its class: both sides of the library hold one
-    type. The codes stand in hosts' logs and never change; other tests name those left out here. */
+    type. The codes are in hosts' logs and never change; other tests name those left out here. */
 template <class... Exceptions>
 void ExpectCaughtByClass(int code, const Exceptions&... failures) {
     const auto expect = [&code](const FennelException& root, auto type) {

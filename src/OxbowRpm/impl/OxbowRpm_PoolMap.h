@@ -11,7 +11,7 @@
 #include "list/cow_List.h"
 
 /** A document's table of pools: an item's index is its slot, which holds for the life of this
-    object. Items are only ever added. An item may stand without a pool: another pool's directory
+    object. Items are only ever added. An item may have no pool: another pool's directory
     names it, its file was closed, or its directory has no pool.
 
     Slots are the callers' contract and asserted. One thread at a time: translating a locator writes

@@ -47,7 +47,7 @@ OXBOW_PLAIN_EXCEPTION(OxbowExcCantExternalizeLoc);
 OXBOW_PLAIN_EXCEPTION(OxbowExcCantGetFile);
 /** A pool header is cut short, or its length can't be true. Code 5. */
 OXBOW_PLAIN_EXCEPTION(OxbowExcCorruptHeader);
-/** Where a pool header should stand, the signature is another. Code 6. */
+/** Where a pool header should be, the signature is another. Code 6. */
 OXBOW_PLAIN_EXCEPTION(OxbowExcNotOxbowFile);
 /** The file bears another user signature than the document. Code 8. */
 OXBOW_PLAIN_EXCEPTION(OxbowExcUserSigMismatch);

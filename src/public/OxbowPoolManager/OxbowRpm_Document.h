@@ -40,7 +40,7 @@ public:
         LegacyPoolFile = 2
     };
 
-    /** `userSignature` points at four bytes, taken as they stand, zero bytes included. They mark
+    /** `userSignature` points at four bytes, taken as they are, zero bytes included. They mark
         the files of one program: AddFile refuses those that bear others. Raises std::bad_alloc. */
     explicit OxbowRpm_Document(const char* userSignature);
     /** Closes the files without writing; raises nothing. */
@@ -49,7 +49,7 @@ public:
     OxbowRpm_Document& operator=(const OxbowRpm_Document&) = delete;
 
     /** Opens the file and reads all its pool headers; AccessUpdate rewrites the last one at once.
-        While a file is open for writing, nobody else can open it for writing, in this process or
+        While a file is open for writing, no other document can open it for writing, in this process or
         another, unless its file system has no locks. Readers can open it, and see the pools that
         existed then. A reader that opens while the writer changes a header can meet half of it, be
         refused with one of the five exceptions for what the file holds, and should try again.

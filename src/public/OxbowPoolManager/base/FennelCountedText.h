@@ -18,7 +18,7 @@ class OXBOW_EXPORT FennelCountedText {
 public:
     /** The empty text. */
     FennelCountedText() noexcept : mBlock(nullptr) {}
-    /** Takes `length` bytes as they stand, zero bytes included. */
+    /** Takes `length` bytes as they are, zero bytes included. */
     FennelCountedText(const char* text, std::size_t length);
     /** Takes the bytes before the terminator; null counts as empty. */
     explicit FennelCountedText(const char* text);
