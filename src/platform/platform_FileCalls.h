@@ -70,8 +70,9 @@ DWORD SetFilePointer(HANDLE handle, LONG low, LONG* high, DWORD method);
 BOOL ReadFile(HANDLE handle, void* buffer, DWORD count, DWORD* got, void* overlapped);
 
 // Writes at the position and moves it. A failure leaves length and position as they were, but bytes
-// inside the file may have been overwritten. A write that would begin to grow the file at or past
-// the limit of file sizes (RLIMIT_FSIZE) fails with EFBIG and raises no SIGXFSZ.
+// inside the file may have been overwritten. A file that can't grow for the limit of file sizes
+// (RLIMIT_FSIZE) fails with EFBIG, without the signal that by default ends the process. Only a
+// write inside a file that is longer than the limit, and behind the limit, still raises it.
 BOOL WriteFile(HANDLE handle, const void* data, DWORD count, DWORD* written, void* overlapped);
 
 // Returns when all that was written has reached the device, the name of a file made by this handle
@@ -86,8 +87,7 @@ DWORD GetFileSize(HANDLE handle, DWORD* high);
 // call, which succeeds.
 BOOL CloseHandle(HANDLE handle);
 
-// The code of the thread's last failure, 0 when there was none. SetFilePointer and GetFileSize
-// clear it when they succeed.
+// The code of the thread's last call: 0 if it has succeeded.
 DWORD GetLastError();
 
 #endif

@@ -21,9 +21,9 @@ struct OpenFile {
     std::uint64_t mPosition = 0;
 };
 
-// Returns whether there is no error, and keeps the code if there is one.
+// Keeps the code of a failure, or the 0 of a success, and returns the call's result.
 BOOL Report(int error) {
-    tLastError = error == 0 ? tLastError : static_cast<DWORD>(error);
+    tLastError = static_cast<DWORD>(error);
     return error == 0;
 }
 
@@ -33,9 +33,7 @@ OpenFile* Use(HANDLE handle) {
     return Report(open != nullptr && open->mFile.IsOpen() ? 0 : EBADF) ? open : nullptr;
 }
 
-// The result of a call that has worked. It can look like a failure, so the last error is cleared.
 DWORD LowWord(std::uint64_t value) {
-    tLastError = 0;
     return static_cast<DWORD>(value & 0xFFFFFFFF);
 }
 

@@ -1,3 +1,4 @@
+// The system calls behind an open file. The operations follow in the order of the header.
 #include "platform/posix/platform_PosixFile.h"
 
 #include <fcntl.h>
@@ -82,7 +83,7 @@ int OpenFolderOf(const char* path) {
     char folder[PATH_MAX];
     FolderOf(path, folder);
     int descriptor = -1;
-    OpenPath(folder, O_RDONLY | O_DIRECTORY, descriptor);
+    OpenPath(folder, O_RDONLY, descriptor);
     return descriptor;
 }
 
@@ -136,7 +137,7 @@ int platform_PosixFile::Open(const char* path, Mode mode, bool deniesWriting) {
     return error;
 }
 
-// Creation comes first and alone, since only O_EXCL shows whether it was this open that made the
+// Creation comes first and alone, since only O_EXCL tells whether it was this open that made the
 // file. An existing one is opened without O_CREAT, which some systems refuse for the files of
 // others in a shared folder.
 int platform_PosixFile::OpenOrCreate(const char* path) {
