@@ -83,7 +83,7 @@ BOOL FlushFileBuffers(HANDLE handle);
 // The first call on a handle that was opened for reading alone may return the length at opening.
 DWORD GetFileSize(HANDLE handle, DWORD* high);
 
-// Frees the handle. A failed call gives the file up but not the handle: that is freed by a second
+// Frees the handle. A failed call ends the file but not the handle, which is freed by a second
 // call, which succeeds.
 BOOL CloseHandle(HANDLE handle);
 

@@ -262,7 +262,7 @@ TEST_F(FileCalls, TheFirstFlushPutsTheNameOfANewFileOnTheDevice) {
     for (const HANDLE each : {plain, linked, plain, linked}) {
         EXPECT_EQ(Code(FlushFileBuffers(each)), 0);
     }
-    EXPECT_EQ(gSystemSyncs, 2) << "not once, since nobody knows where the link leads";
+    EXPECT_EQ(gSystemSyncs, 2) << "not once, since it is unknown where the link leads";
     EXPECT_EQ(Close(plain) + Close(linked), 0);
 }
 

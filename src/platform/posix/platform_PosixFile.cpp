@@ -137,7 +137,7 @@ int platform_PosixFile::Open(const char* path, Mode mode, bool deniesWriting) {
     return error;
 }
 
-// Creation comes first and alone, since only O_EXCL tells whether it was this open that made the
+// Creation comes first and alone, since only O_EXCL shows whether it was this open that made the
 // file. An existing one is opened without O_CREAT, which some systems refuse for the files of
 // others in a shared folder.
 int platform_PosixFile::OpenOrCreate(const char* path) {

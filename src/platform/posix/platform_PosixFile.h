@@ -51,7 +51,7 @@ private:
     bool mOthersMayWrite = true;
     // Found by opening and moved by this file's own writes; out of date where others write.
     std::uint64_t mKnownEnd = 0;
-    // A reader's opening has found the end, and nobody has asked for the size yet.
+    // A reader's opening has found the end, and the size has not been asked for yet.
     std::atomic<bool> mSizeIsKnown = false;
     int mFlushError = 0;
 };

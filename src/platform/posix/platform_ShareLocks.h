@@ -5,8 +5,8 @@
 inline constexpr int platform_kNoLocks = -1;
 
 // Takes the locks that state what an open does and denies, and tests them against those of all
-// others. They fall when the descriptor is closed. Returns 0, EBUSY when another open stands
-// against this one, platform_kNoLocks, or an errno value. Requires a descriptor that can be read.
+// others. They end when the descriptor is closed. Returns 0, EBUSY when another open
+// conflicts with this one, platform_kNoLocks, or an errno value. Requires a descriptor that can be read.
 int platform_TakeShareLocks(int descriptor, bool writes, bool deniesWriting);
 
 #endif
